@@ -1,0 +1,58 @@
+#include "display/context_map.h"
+
+#include "foundation/log.h"
+#include "foundation/log_values.h"
+#include "visual/visual_map.h"
+
+#include <utility>
+
+using zol::MutexLock;
+using zol::gl::ContextInfo;
+
+zol::Mutex* getContextMutex() {
+  static auto* const mutex = new zol::Mutex(false);
+  return mutex;
+}
+
+zol::Map<GLXContext, ContextInfo*>* getContextMap() {
+  static auto* const map = new zol::Map<GLXContext, ContextInfo*>;
+  return map;
+}
+
+ContextInfo* findContext(GLXContext context) {
+  ContextInfo** const found = getContextMap()->find(context);
+  return found != nullptr ? *found : nullptr;
+}
+
+void addToContextMap(Display* dpy, GLXContext context, zol::gl::LocalVisualInfo* lvi,
+                     GLXFBConfig fbconfig) {
+  auto* const info = new ContextInfo;
+  info->appDisplay = dpy;
+  info->context = context;
+  info->lvi = lvi;
+  info->fbconfig = fbconfig;
+  info->drawBuffer = lvi->doubleBuffered != 0 ? GL_BACK : GL_FRONT;
+
+  MutexLock lock(getContextMutex());
+  const ContextInfo* const replaced = std::exchange((*getContextMap())[context], info);
+  lock.unlock();
+  delete replaced;
+  ZOLGL_DEBUG("added context %x to the map.", zol::hex32(context));
+}
+
+GLXFBConfig getFBConfig(GLXContext context) {
+  {
+    const MutexLock lock(getContextMutex());
+    if (const ContextInfo* const info = findContext(context)) return info->fbconfig;
+  }
+  ZOLGL_ERROR("context not found.");
+  return nullptr;
+}
+
+bool anyContextOn(Display* appDisplay) {
+  const MutexLock lock(getContextMutex());
+  for (const auto& node : *getContextMap()) {
+    if (node.value != nullptr && node.value->appDisplay == appDisplay) return true;
+  }
+  return false;
+}

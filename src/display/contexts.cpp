@@ -1,0 +1,223 @@
+#include "display/contexts.h"
+
+#include "display/context_map.h"
+#include "display/pairing.h"
+#include "display/tsd.h"
+#include "drawable/registry.h"
+#include "foundation/conf_settings.h"
+#include "foundation/log.h"
+#include "foundation/log_values.h"
+#include "vendor/system_functions.h"
+#include "visual/visual_map.h"
+
+#include <memory>
+#include <utility>
+#include <vector>
+
+using zol::hex32;
+using zol::MutexLock;
+using zol::gl::ContextInfo;
+using zol::gl::LocalVisualInfo;
+using zol::gl::TSD;
+
+namespace {
+
+// What every creation call needs first. `local` is null when the call has to fail.
+struct Preparation {
+  TSD* tsd = nullptr;
+  Display* local = nullptr;
+};
+
+Preparation prepareCreation(Display* dpy, Bool direct, const char* label) {
+  if (!direct) ZOLGL_LOG_AS(label, INFO, "trying to create an indirect context. Forcing direct.");
+  Preparation preparation;
+  preparation.tsd = getTSD();
+  if (!_setupAppDisplay(dpy, preparation.tsd)) return preparation;
+  preparation.local = _getLocalDisplay(preparation.tsd);
+  if (preparation.local == nullptr) ZOLGL_LOG_AS(label, DEBUG, "no local display");
+  return preparation;
+}
+
+// What every creation call does with the driver's answer.
+GLXContext finishCreation(Display* dpy, TSD* tsd, GLXContext context, LocalVisualInfo* lvi,
+                          GLXFBConfig config, const char* label) {
+  if (context == nullptr) {
+    ZOLGL_LOG_AS(label, DEBUG, "failed in createnewcontext.");
+    return nullptr;
+  }
+  if (tsd->throwawayContext == nullptr) tsd->throwawayContext = context;
+  addToContextMap(dpy, context, lvi, config);
+  return context;
+}
+
+bool forcesBestConfig(const LocalVisualInfo* lvi) {
+  return zol::conf::settings().forceBestFbconfig && lvi->fbConfigs != nullptr;
+}
+
+// The program's list up to its first zero word, be it a value, and the debug flag behind it. A
+// flags pair that is there already is not merged: drivers take the last one.
+std::vector<int> withDebugFlag(const int* attribs) {
+  std::vector<int> list;
+  for (; *attribs != 0; ++attribs)
+    list.push_back(*attribs);
+  list.insert(list.end(), {GLX_CONTEXT_FLAGS_ARB, GLX_CONTEXT_DEBUG_BIT_ARB, 0});
+  return list;
+}
+
+void destroyLocalContext(Display* local, GLXContext context) {
+  clearDeletedDrawables();
+  const MutexLock lock(getLocalDisplayMutex());
+  system_glXDestroyContext(local, context);
+}
+
+const char* debugTypeName(GLenum type) {
+  switch (type) {
+  case GL_DEBUG_TYPE_ERROR:
+    return "Error";
+  case GL_DEBUG_TYPE_DEPRECATED_BEHAVIOR:
+    return "Deprecated behaviour";
+  case GL_DEBUG_TYPE_UNDEFINED_BEHAVIOR:
+    return "Undefined behaviour";
+  case GL_DEBUG_TYPE_PORTABILITY:
+    return "Portability";
+  case GL_DEBUG_TYPE_PERFORMANCE:
+    return "Performance";
+  case GL_DEBUG_TYPE_OTHER:
+    return "Other";
+  default:
+    return "Unknown";
+  }
+}
+
+const char* debugSeverityName(GLenum severity) {
+  switch (severity) {
+  case GL_DEBUG_SEVERITY_HIGH:
+    return "High";
+  case GL_DEBUG_SEVERITY_MEDIUM:
+    return "Medium";
+  case GL_DEBUG_SEVERITY_LOW:
+    return "Low";
+  default:
+    return "Unknown";
+  }
+}
+
+} // namespace
+
+GLXContext zol_glXCreateContext(Display* dpy, XVisualInfo* vis, GLXContext share, Bool direct) {
+  ZOLGL_DEBUG("visual id %x", hex32(vis->visualid));
+  const auto [tsd, local] = prepareCreation(dpy, direct, __PRETTY_FUNCTION__);
+  if (local == nullptr) return nullptr;
+
+  LocalVisualInfo* const lvi = _getLVI(dpy, vis->visualid, tsd);
+  if (lvi == nullptr) {
+    ZOLGL_DEBUG("failed for no visual.");
+    return nullptr;
+  }
+  if (lvi->fbConfigs == nullptr) {
+    ZOLGL_DEBUG("failed for local fbconfigs");
+    return nullptr;
+  }
+  GLXFBConfig const config = lvi->bestFBConfig();
+  MutexLock lock(getLocalDisplayMutex());
+  GLXContext const context = system_glXCreateNewContext(local, config, GLX_RGBA_TYPE, share, True);
+  lock.unlock();
+  return finishCreation(dpy, tsd, context, lvi, config, __PRETTY_FUNCTION__);
+}
+
+GLXContext zol_glXCreateNewContext(Display* dpy, GLXFBConfig config, int renderType,
+                                   GLXContext share, Bool direct) {
+  ZOLGL_DEBUG("fbconfig %x, render type %d", hex32(config), renderType);
+  const auto [tsd, local] = prepareCreation(dpy, direct, __PRETTY_FUNCTION__);
+  if (local == nullptr) return nullptr;
+
+  LocalVisualInfo* const lvi = _getLVI(dpy, config, tsd);
+  if (lvi == nullptr) {
+    ZOLGL_DEBUG("failed for no visual.");
+    return nullptr;
+  }
+  if (forcesBestConfig(lvi)) {
+    config = lvi->bestFBConfig();
+    renderType = GLX_RGBA_TYPE;
+    ZOLGL_DEBUG("forcing fbconfig %x, render type %d", hex32(config), renderType);
+  }
+  MutexLock lock(getLocalDisplayMutex());
+  GLXContext const context = system_glXCreateNewContext(local, config, renderType, share, True);
+  lock.unlock();
+  return finishCreation(dpy, tsd, context, lvi, config, __PRETTY_FUNCTION__);
+}
+
+GLXContext zol_glXCreateContextWithConfigSGIX(Display* dpy, GLXFBConfigSGIX config, int renderType,
+                                              GLXContext share, Bool direct) {
+  ZOLGL_DEBUG("START");
+  return zol_glXCreateNewContext(dpy, config, renderType, share, direct);
+}
+
+GLXContext zol_glXCreateContextAttribsARB(Display* dpy, GLXFBConfig config, GLXContext share,
+                                          Bool direct, const int* attribs) {
+  ZOLGL_DEBUG("fbconfig %x", hex32(config));
+  const auto [tsd, local] = prepareCreation(dpy, direct, __PRETTY_FUNCTION__);
+  if (local == nullptr) return nullptr;
+
+  LocalVisualInfo* const lvi = _getLVI(dpy, config, tsd);
+  if (lvi == nullptr) {
+    ZOLGL_DEBUG("failed for no visual.");
+    return nullptr;
+  }
+  if (forcesBestConfig(lvi)) {
+    config = lvi->bestFBConfig();
+    ZOLGL_DEBUG("forcing fbconfig %x", hex32(config));
+  }
+  std::vector<int> debugList;
+  if (zol::conf::settings().addGlDebugCallback && attribs != nullptr) {
+    debugList = withDebugFlag(attribs);
+    attribs = debugList.data();
+    ZOLGL_INFO("Added GLX_CONTEXT_FLAGS_ARB and GLX_CONTEXT_DEBUG_BIT_ARB to the attrib list");
+  }
+  MutexLock lock(getLocalDisplayMutex());
+  GLXContext const context =
+      system_glXCreateContextAttribsARB != nullptr
+          ? system_glXCreateContextAttribsARB(local, config, share, True, attribs)
+          : nullptr;
+  lock.unlock();
+  return finishCreation(dpy, tsd, context, lvi, config, __PRETTY_FUNCTION__);
+}
+
+void zol_glXDestroyContext(Display* dpy, GLXContext context) {
+  ZOLGL_DEBUG("START");
+  if (context == nullptr) return;
+  // A thread that has made no GLX call yet has no local display; without its application display it
+  // would open one that is never closed.
+  TSD* const tsd = getTSD();
+  if (tsd != nullptr && tsd->appdpy == nullptr) _setupAppDisplay(dpy, tsd);
+  Display* const local = _getLocalDisplay(tsd);
+  if (local == nullptr) {
+    ZOLGL_DEBUG("no local display");
+    return;
+  }
+
+  std::unique_ptr<ContextInfo> removed;
+  MutexLock lock(getContextMutex());
+  ContextInfo* const info = findContext(context);
+  if (info == nullptr) {
+    ZOLGL_WARNING("context %x not found in the map.", hex32(context));
+  } else if (info->current) {
+    ZOLGL_DEBUG("context %x is current to a thread, mark as destroyed without removing from the "
+                "map.",
+                hex32(context));
+    info->destroyed = true;
+  } else {
+    ZOLGL_DEBUG("context %x removed from the map.", hex32(context));
+    getContextMap()->erase(context);
+    removed.reset(info);
+  }
+  lock.unlock();
+  removed.reset();
+  destroyLocalContext(local, context);
+}
+
+void debugCallback(GLenum, GLenum type, GLuint, GLenum severity, GLsizei, const GLchar* message,
+                   const void*) {
+  ZOLGL_INFO("[GL DEBUG] type=%s, severity=%s: %s", debugTypeName(type),
+             debugSeverityName(severity), message);
+}

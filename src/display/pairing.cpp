@@ -1,0 +1,173 @@
+#include "display/pairing.h"
+
+#include "display/context_map.h"
+#include "display/same_display.h"
+#include "display/tsd.h"
+#include "display/zol_ext.h"
+#include "drawable/registry.h"
+#include "foundation/conf_settings.h"
+#include "foundation/log.h"
+#include "foundation/log_values.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
+using zol::MutexLock;
+using zol::gl::TSD;
+
+namespace {
+
+// The status of a program whose X server cannot show a single frame.
+constexpr int kNoExtensionStatus = 20;
+
+zol::Mutex* setupMutex() {
+  static auto* const mutex = new zol::Mutex(false);
+  return mutex;
+}
+
+// Finds ZOL-V1 on the thread's second connection, or ends the process.
+void initialiseExtension(TSD* tsd, const char* label) {
+  Bool present = False;
+  if (!XZolExtQueryExtension(tsd->appdpy2, &present)) {
+    ZOLGL_LOG_AS(label, ERROR,
+                 "You should install Xzol to use ZOL (ZOL-V1 extension not found on %s).",
+                 DisplayString(tsd->appdpy2));
+    std::exit(kNoExtensionStatus);
+  }
+  tsd->extCodes = XInitExtension(tsd->appdpy2, ZOL_EXT_NAME);
+  if (tsd->extCodes == nullptr) {
+    ZOLGL_LOG_AS(label, ERROR,
+                 "Could not initialized the ZOL X Extension. Please check that ZOL is "
+                 "properly installed");
+    std::exit(kNoExtensionStatus);
+  }
+  ZOLGL_LOG_AS(label, DEBUG, "ZOL ext is enabled on display %s (%p)", DisplayString(tsd->appdpy2),
+               static_cast<void*>(tsd->appdpy2));
+}
+
+} // namespace
+
+// The name of the local display: one for the whole process, resolved once. Null where the server
+// says that the environment decides.
+static const char* getLocalDisplayName(TSD* tsd) {
+  static auto* const mutex = new zol::Mutex(false);
+  static bool resolved = false;
+  static char* name = nullptr;
+
+  const MutexLock lock(mutex);
+  if (resolved) return name;
+  if (const char* configured = zol::conf::settings().glDisplay) {
+    name = strdup(configured);
+  } else if (tsd->appdpy2 == nullptr || tsd->extCodes == nullptr ||
+             XZolExtGetGLDisplay(tsd->appdpy2, tsd->extCodes, &name) == 0) {
+    ZOLGL_LOG_AS("getLocalDisplayName", ERROR,
+                 "The local 3D accelerated X display is not specified. "
+                 "Using default display (:0.0).");
+    std::free(name);
+    name = strdup(":0.0");
+  }
+  resolved = true;
+  return name;
+}
+
+bool _setupAppDisplay(Display* dpy, TSD* tsd) {
+  if (dpy == nullptr) return false;
+  if (tsd == nullptr) tsd = getTSD();
+  if (tsd == nullptr) return false;
+
+  if (tsd->appdpy == nullptr) {
+    ZOLGL_DEBUG("setting TSD appdpy %p", static_cast<void*>(dpy));
+    tsd->appdpy = dpy;
+  } else if (tsd->appdpy != dpy) {
+    ZOLGL_DEBUG("switching TSD appdpy from %p to %p", static_cast<void*>(tsd->appdpy),
+                static_cast<void*>(dpy));
+    if (zol::conf::settings().overrideCachedDisplay) tsd->appdpy = dpy;
+  }
+  if (tsd->appdpy2 != nullptr) return true;
+
+  const MutexLock lock(setupMutex());
+  tsd->appdpy2 = XOpenDisplay(DisplayString(dpy));
+  if (tsd->appdpy2 == nullptr) {
+    ZOLGL_ERROR("Cannot open secondary connection to application display.");
+    return false;
+  }
+  if (tsd->extCodes == nullptr) initialiseExtension(tsd, __PRETTY_FUNCTION__);
+
+  Display* const local = _getLocalDisplay(tsd);
+  if (local != nullptr && zolIsSameXDisplay(dpy, local)) {
+    ZOLGL_ERROR("Local display is the same as the application display.");
+    // Closed again, so that the thread's next attempt comes by here too and fails the same way.
+    XCloseDisplay(std::exchange(tsd->appdpy2, nullptr));
+    tsd->extCodes = nullptr;
+    return false;
+  }
+  // Without a local display this succeeds too: the caller's own look-up is the one that fails.
+  return true;
+}
+
+Display* _getLocalDisplay(TSD* tsd) {
+  if (tsd == nullptr) tsd = getTSD();
+  if (tsd == nullptr) return nullptr;
+
+  if (tsd->appdpy == nullptr) {
+    ZOLGL_ERROR("appdpy not found for current thread");
+  } else {
+    const MutexLock lock(getLocalDisplayMapMutex());
+    Display** const paired = getLocalDisplayMap()->find(tsd->appdpy);
+    if (paired != nullptr && *paired != nullptr) return *paired;
+  }
+
+  const char* const name = getLocalDisplayName(tsd);
+  Display* const local = XOpenDisplay(name);
+  if (local == nullptr) {
+    ZOLGL_ERROR("Cannot open connection to local display %s.", zol::text(name));
+    return nullptr;
+  }
+  if (tsd->appdpy == nullptr) {
+    ZOLGL_ERROR("appdpy not found for current thread");
+    return local;
+  }
+  ZOLGL_INFO("opened local display %s mapped to %p", zol::text(name),
+             static_cast<void*>(tsd->appdpy));
+  const MutexLock lock(getLocalDisplayMapMutex());
+  (*getLocalDisplayMap())[tsd->appdpy] = local;
+  return local;
+}
+
+void _unsetLocalDisplay(Display* appdpy) {
+  if (!zol::conf::settings().unsetLocalDisplay || appdpy == nullptr) return;
+
+  Display* local = nullptr;
+  {
+    const MutexLock lock(getLocalDisplayMapMutex());
+    Display** const paired = getLocalDisplayMap()->find(appdpy);
+    if (paired == nullptr || *paired == nullptr) return;
+    local = *paired;
+  }
+  const bool usedByContext = anyContextOn(appdpy);
+  if (anyWindowOn(appdpy)) return;
+  if (usedByContext) return;
+  {
+    const MutexLock lock(getLocalDisplayMapMutex());
+    getLocalDisplayMap()->erase(appdpy);
+  }
+  XCloseDisplay(local);
+  ZOLGL_INFO("closed local display %p mapped to %p", static_cast<void*>(local),
+             static_cast<void*>(appdpy));
+}
+
+zol::Mutex* getLocalDisplayMutex() {
+  static auto* const mutex = new zol::Mutex(zol::conf::settings().recursiveLocalDisplayLock);
+  return mutex;
+}
+
+zol::Map<Display*, Display*>* getLocalDisplayMap() {
+  static auto* const map = new zol::Map<Display*, Display*>;
+  return map;
+}
+
+zol::Mutex* getLocalDisplayMapMutex() {
+  static auto* const mutex = new zol::Mutex(false);
+  return mutex;
+}

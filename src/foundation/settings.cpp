@@ -1,0 +1,205 @@
+#include "foundation/settings.h"
+
+#include "foundation/heap_text.h"
+#include "foundation/strings.h"
+
+#include <cctype>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <optional>
+#include <string_view>
+#include <unistd.h>
+
+namespace zol {
+
+namespace {
+
+constexpr unsigned PATH_VALUE_SIZE = 1024;
+
+// Copies the variable into the buffer. A value that does not fit is ignored entirely.
+bool readEnvironment(const char* name, char* buffer, size_t size) {
+  const char* value = std::getenv(name);
+  if (!value || std::strlen(value) + 1 > size) return false;
+  std::strcpy(buffer, value);
+  return true;
+}
+
+std::string_view trimmed(std::string_view text) {
+  const auto isSpace = [](char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; };
+  while (!text.empty() && isSpace(text.front()))
+    text.remove_prefix(1);
+  while (!text.empty() && isSpace(text.back()))
+    text.remove_suffix(1);
+  return text;
+}
+
+// The directory of the user's file; false when none can be formed.
+bool userDirectory(char (&directory)[PATH_VALUE_SIZE]) {
+  char value[PATH_VALUE_SIZE];
+  if (readEnvironment("ZOL_GL_USER_CONFDIR", value, sizeof(value))) {
+    std::strcpy(directory, value);
+    return *directory != '\0';
+  }
+  const bool xdg = std::getenv("XDG_CONFIG_HOME") != nullptr;
+  if (!readEnvironment(xdg ? "XDG_CONFIG_HOME" : "HOME", value, sizeof(value)) || !*value)
+    return false;
+  const int length =
+      std::snprintf(directory, sizeof(directory), "%s%s", value, xdg ? "/zol" : "/.config/zol");
+  return length < static_cast<int>(sizeof(directory));
+}
+
+HeapText userPath(const char* fileName) {
+  char directory[PATH_VALUE_SIZE];
+  if (userDirectory(directory)) return HeapText(zolBuildFilename(directory, fileName, nullptr));
+  char home[PATH_VALUE_SIZE];
+  if (!readEnvironment("HOME", home, sizeof(home))) return nullptr;
+  return HeapText(zolBuildFilename(home, ".zol", "conf", fileName, nullptr));
+}
+
+// The bare file name, and so a file in the current directory, although the buffer is sized for the
+// system's path: deliberate.
+HeapText adminPath(const char* fileName, const char* systemPath) {
+  const auto size = static_cast<unsigned>(std::strlen(systemPath) + 7);
+  HeapText path(static_cast<char*>(std::malloc(size)));
+  if (path) zolSprintf(path.get(), size, "%s.admin", fileName);
+  return path;
+}
+
+std::unique_ptr<IniFile> openIfPresent(const char* path) {
+  if (!path || access(path, F_OK) != 0) return nullptr;
+  return std::make_unique<IniFile>(path, false);
+}
+
+// Reports a file that does not parse.
+bool parseReported(IniFile* file) {
+  if (!file || file->parse(nullptr)) return true;
+  if (const ErrorState* error = file->getParserState())
+    std::fprintf(stderr, "Cannot parse settings file \"%s\":<errnum %d> <linenum %d> <errstr %s>\n",
+                 file->getFilename(), error->code, error->line, error->message);
+  return false;
+}
+
+bool isNoValue(const char* text) {
+  return !text || !*text || std::strcmp(text, "<null>") == 0;
+}
+
+std::optional<long> wholeNumber(const char* text) {
+  char* end = nullptr;
+  const long number = std::strtol(text, &end, 10);
+  if (end == text || *end) return std::nullopt;
+  return number;
+}
+
+// The admin file, the environment, the user's file, the system's file: the first value that
+// converts wins. `convert` takes a text and a bool* that it sets when the text is invalid.
+template <size_t BufferSize, class Convert>
+auto lookUp(const IniFile* const (&files)[3], const char* envName, const char* section,
+            const char* key, Convert convert) -> std::optional<decltype(convert("", nullptr))> {
+  bool invalid = true;
+  const auto inFile = [&](const IniFile* file) {
+    const char* value = file ? file->getValue(section, key) : nullptr;
+    auto result = convert(value, &invalid);
+    return invalid ? std::nullopt : std::optional(result);
+  };
+  if (auto found = inFile(files[0])) return found;
+  char buffer[BufferSize];
+  if (readEnvironment(envName, buffer, sizeof(buffer))) {
+    const std::string_view text = trimmed(buffer);
+    buffer[text.data() - buffer + text.size()] = '\0';
+    auto result = convert(text.data(), &invalid);
+    if (!invalid) return result;
+  }
+  if (auto found = inFile(files[1])) return found;
+  return inFile(files[2]);
+}
+
+} // namespace
+
+Settings::Settings(const char* fileName) {
+  const HeapText systemPath(zolBuildFilename("/etc", "zol", fileName, nullptr));
+  const HeapText admin = systemPath ? adminPath(fileName, systemPath.get()) : nullptr;
+  adminFile = openIfPresent(admin.get());
+  userFile = openIfPresent(userPath(fileName).get());
+  systemFile = openIfPresent(systemPath.get());
+}
+
+Settings::~Settings() = default;
+
+void Settings::parse() {
+  if (!parseReported(adminFile.get())) adminFile.reset();
+  if (!parseReported(userFile.get())) userFile.reset();
+  if (!parseReported(systemFile.get())) {
+    systemFile.reset();
+    userFile.reset(); // deliberate: a broken system file takes the user's out of use as well
+  }
+}
+
+void Settings::closeIniFiles() {
+  adminFile.reset();
+  userFile.reset();
+  systemFile.reset();
+}
+
+bool Settings::boolSetting(const char* envName, const char* section, const char* key,
+                           bool def) const {
+  return lookUp<8>({adminFile.get(), userFile.get(), systemFile.get()}, envName, section, key,
+                   toBool)
+      .value_or(def);
+}
+
+int Settings::intSetting(const char* envName, const char* section, const char* key, int def) const {
+  return lookUp<32>({adminFile.get(), userFile.get(), systemFile.get()}, envName, section, key,
+                    toInt)
+      .value_or(def);
+}
+
+double Settings::doubleSetting(const char* envName, const char* section, const char* key,
+                               double def) const {
+  return lookUp<32>({adminFile.get(), userFile.get(), systemFile.get()}, envName, section, key,
+                    toDouble)
+      .value_or(def);
+}
+
+char* Settings::stringSetting(const char* envName, const char* section, const char* key,
+                              const char* def) const {
+  const auto copy = [](const char* text, bool* invalid) {
+    *invalid = isNoValue(text);
+    return toString(text);
+  };
+  const auto found = lookUp<1024>({adminFile.get(), userFile.get(), systemFile.get()}, envName,
+                                  section, key, copy);
+  if (found) return *found;
+  return def ? strdup(def) : nullptr;
+}
+
+bool Settings::toBool(const char* text, bool* invalid) {
+  *invalid = isNoValue(text);
+  if (*invalid) return false;
+  if (strcasecmp(text, "false") == 0) return false;
+  if (strcasecmp(text, "true") == 0) return true;
+  const std::optional<long> number = wholeNumber(text);
+  *invalid = number != 0 && number != 1;
+  return number == 1;
+}
+
+int Settings::toInt(const char* text, bool* invalid) {
+  const std::optional<long> number = isNoValue(text) ? std::nullopt : wholeNumber(text);
+  *invalid = !number;
+  return static_cast<int>(number.value_or(0));
+}
+
+double Settings::toDouble(const char* text, bool* invalid) {
+  *invalid = true;
+  if (isNoValue(text)) return 0;
+  char* end = nullptr;
+  const double number = std::strtod(text, &end);
+  *invalid = end == text || *end;
+  return number;
+}
+
+char* Settings::toString(const char* text) {
+  return isNoValue(text) ? nullptr : strdup(text);
+}
+
+} // namespace zol

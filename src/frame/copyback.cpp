@@ -1,0 +1,130 @@
+#include "frame/copyback.h"
+
+#include "display/zol_ext.h"
+#include "drawable/drawable_info.h"
+#include "drawable/registry.h"
+#include "foundation/conf_settings.h"
+#include "foundation/log.h"
+#include "frame/vanished_drawable_filter.h"
+
+#include <csignal>
+#include <cstdint>
+#include <limits>
+#include <unistd.h>
+
+namespace zol::gl {
+
+namespace {
+
+constexpr unsigned int kSecond = 1000000; // microseconds
+
+unsigned int frameIntervalFor(int frameRate) {
+  return frameRate >= 1 ? kSecond / static_cast<unsigned int>(frameRate) : kSecond;
+}
+
+// The program's signals are for the program's threads: ours starts with all of them blocked.
+class SignalsBlocked {
+public:
+  SignalsBlocked() {
+    sigset_t all;
+    sigfillset(&all);
+    sigprocmask(SIG_BLOCK, &all, &previous_);
+  }
+  ~SignalsBlocked() { sigprocmask(SIG_SETMASK, &previous_, nullptr); }
+  SignalsBlocked(const SignalsBlocked&) = delete;
+  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+
+private:
+  sigset_t previous_;
+};
+
+} // namespace
+
+CopybackThread::CopybackThread(Copyback* owner) : owner_(owner), process_(getpid()) {
+  const SignalsBlocked blocked;
+  start(this, callback);
+}
+
+int CopybackThread::callback(CopybackThread* thread) {
+  thread->begun_.V();
+  thread->svc();
+  return 1;
+}
+
+void CopybackThread::svc() {
+  ZOLGL_DEBUG("START");
+  if (owner_->checkStop()) {
+    ZOLGL_DEBUG("DONE");
+    return;
+  }
+  Display* const display = XOpenDisplay(nullptr);
+  if (display == nullptr) {
+    ZOLGL_WARNING("Could not open the copyback display");
+    return;
+  }
+  XExtCodes* const codes = XInitExtension(display, ZOL_EXT_NAME);
+  if (codes == nullptr) {
+    XCloseDisplay(display);
+    ZOLGL_WARNING("Could not initialize Xzol extension in the copyback thread");
+    return;
+  }
+  {
+    const VanishedDrawableFilter filter(display);
+    while (!owner_->checkStop())
+      owner_->doCopyback(display, codes);
+  }
+  XCloseDisplay(display);
+  ZOLGL_DEBUG("DONE");
+}
+
+void CopybackThread::join() {
+  ZOLGL_DEBUG("START");
+  if (started() && process_ == getpid()) {
+    begun_.P();
+    begun_.V();
+    joinRunning();
+  }
+  ZOLGL_DEBUG("DONE");
+}
+
+Copyback::Copyback()
+    : frameInterval_(frameIntervalFor(conf::settings().copybackFrameRate)), thread_(this) {
+  timer_.start();
+}
+
+void Copyback::unblock() {
+  wakeup_.V();
+}
+
+bool Copyback::checkStop() {
+  const MutexLock lock(stopMutex_);
+  return stopRequested_;
+}
+
+void Copyback::stop() {
+  ZOLGL_DEBUG("START");
+  {
+    const MutexLock lock(stopMutex_);
+    stopRequested_ = true;
+  }
+  wakeup_.V();
+  thread_.join();
+  ZOLGL_DEBUG("DONE");
+}
+
+void Copyback::doCopyback(Display* display, XExtCodes* codes) {
+  wakeup_.P();
+  if (checkStop()) return;
+  // Always the whole interval: time that has passed since the last pass is not taken off.
+  if (frameInterval_ != 0 &&
+      timer_.elapsedMicro() <= std::numeric_limits<std::uint64_t>::max() - frameInterval_) {
+    usleep(frameInterval_);
+  }
+  if (checkStop()) return;
+  const MutexLock lock(getLocalDrawablesMutex());
+  for (const DrawableRef& record : *getLocalDrawablesList()) {
+    if (record) record->copyback(display, codes);
+  }
+}
+
+} // namespace zol::gl

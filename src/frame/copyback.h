@@ -1,0 +1,58 @@
+#pragma once
+
+#include "foundation/mutex.h"
+#include "foundation/semaphore.h"
+#include "foundation/singleton.h"
+#include "foundation/thread.h"
+#include "foundation/timer.h"
+
+#include <X11/Xlib.h>
+
+#include <sys/types.h>
+
+namespace zol::gl {
+
+class Copyback;
+
+// The thread that paints. It talks to the application display over a connection of its own.
+class CopybackThread : public Thread<CopybackThread> {
+public:
+  explicit CopybackThread(Copyback* owner); // starts the thread
+  void svc();
+  void join();
+
+private:
+  static int callback(CopybackThread* thread);
+
+  Copyback* const owner_;
+  Semaphore begun_{0};  // up once the thread runs: a join that comes too early waits for it
+  const pid_t process_; // a forked child has no such thread to wait for
+};
+
+// Paints read-back frames into the application's windows, at most "copyback-frame-rate" passes a
+// second. One per process, through Singleton<Copyback>; never destroyed, and not to be started
+// again once stopped. Threads: all functions may be called from any thread, doCopyback from its own
+// only.
+class Copyback : public Singleton<Copyback> {
+public:
+  Copyback();
+  virtual ~Copyback() = default;
+
+  void unblock(); // a frame has been read back
+  bool checkStop();
+  void stop(); // ends the thread and waits for it
+
+  // One pass: waits for a frame, keeps the pace, delivers every pending frame.
+  void doCopyback(Display* display, XExtCodes* codes);
+
+private:
+  Mutex mutex_{false};
+  Semaphore wakeup_{0};
+  Mutex stopMutex_{false};
+  bool stopRequested_ ZOL_GUARDED_BY(stopMutex_) = false;
+  HighResTimer timer_;
+  const unsigned int frameInterval_; // microseconds
+  CopybackThread thread_;            // last: it runs from its construction on
+};
+
+} // namespace zol::gl

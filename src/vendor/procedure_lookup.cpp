@@ -1,0 +1,104 @@
+#include "vendor/procedure_lookup.h"
+
+#include "display/contexts.h"
+#include "display/make_current.h"
+#include "foundation/log.h"
+#include "foundation/log_values.h"
+#include "foundation/map.h"
+#include "frame/frame_triggers.h"
+#include "vendor/system_functions.h"
+#include "vendor/vendor_state.h"
+#include "visual/visual_queries.h"
+
+#include <cstring>
+#include <iterator>
+
+namespace {
+
+using zol::text;
+
+zol::Map<const char*, void*> interposerTable;
+
+const char* asText(const GLubyte* name) {
+  return reinterpret_cast<const char*>(name);
+}
+
+struct Interposer {
+  const char* name;
+  void (*address)(); // null: the driver answers
+};
+
+constexpr std::size_t kHookRows = 0
+#define ZOL_HOOK(name) +1
+#define ZOL_WITHHELD(name) +1
+#define ZOL_SYSTEM_ANSWERS(name) +1
+#include "vendor/hooks.def"
+    ;
+static_assert(kHookRows == 94);
+
+} // namespace
+
+void initializeZolHooks() {
+#define ZOL_HOOK(name) interposerTable[#name] = reinterpret_cast<void*>(&zol_##name);
+#define ZOL_WITHHELD(name) interposerTable[#name] = nullptr;
+#define ZOL_SYSTEM_ANSWERS(name)
+#include "vendor/hooks.def"
+}
+
+void* glXGLVNDGetProcAddressInternal(const GLubyte* name, bool systemOnly) {
+  ZOLGL_INFO("Requested %s function address", text(asText(name)));
+  if (!systemOnly) {
+    if (void** const found = interposerTable.find(asText(name))) {
+      ZOLGL_DEBUG("%s function address was internally resolved", text(asText(name)));
+      return *found;
+    }
+  }
+  if (vendorState.systemVendorHandle == nullptr ||
+      vendorState.systemImports.getProcAddress == nullptr) {
+    ZOLGL_ERROR("FATAL ERROR - no system glVND library was detected!");
+    return nullptr;
+  }
+  void* const address = vendorState.systemImports.getProcAddress(name);
+  if (address == nullptr) {
+    ZOLGL_DEBUG("Could not resolve %s internally or at the system level - this is going to be NULL",
+                text(asText(name)));
+  } else {
+    ZOLGL_DEBUG("%s function address was resolved at the system level", text(asText(name)));
+  }
+  return address;
+}
+
+void (*zol_glXGetProcAddress(const GLubyte* name))() {
+  static const Interposer kTable[] = {
+#define ZOL_LOOKUP(name) {#name, reinterpret_cast<void (*)()>(&zol_##name)},
+#define ZOL_SYSTEM_ANSWERS(name) {#name, nullptr},
+#include "vendor/lookup.def"
+  };
+  static_assert(std::size(kTable) == 89);
+
+  const char* const wanted = asText(name);
+  ZOLGL_DEBUG("procname: %s", text(wanted));
+  if (wanted == nullptr) {
+    ZOLGL_DEBUG("failed");
+    return nullptr;
+  }
+  for (const Interposer& row : kTable) {
+    if (std::strcmp(row.name, wanted) != 0) continue;
+    if (row.address != nullptr) return row.address;
+    return reinterpret_cast<void (*)()>(glXGLVNDGetProcAddressInternal(name, true));
+  }
+  // Sharing an X fence with GL needs both on one server; here they live on two.
+  if (std::strcmp(wanted, "glImportSyncEXT") == 0) {
+    ZOLGL_DEBUG("excluded");
+    return nullptr;
+  }
+  if (std::strncmp(wanted, "gl", 2) == 0 && wanted[2] != 'X') {
+    return system_glXGetProcAddress != nullptr ? system_glXGetProcAddress(name) : nullptr;
+  }
+  ZOLGL_DEBUG("failed");
+  return nullptr;
+}
+
+void (*zol_glXGetProcAddressARB(const GLubyte* name))() {
+  return zol_glXGetProcAddress(name);
+}

@@ -1,0 +1,3 @@
+#include "vendor/vendor_state.h"
+
+VendorState vendorState;
