@@ -51,9 +51,17 @@ namespace zol::gl {
 XImagePainter::XImagePainter(XID appDrawable) : drawable(appDrawable) {}
 
 XImagePainter::~XImagePainter() {
-  if (!image || !display) return;
+  release();
+}
+
+void XImagePainter::release() {
+  if (!display) return;
+  const bool painted = image != nullptr;
   releaseImage();
-  XSync(display, True);
+  if (gc) XFreeGC(display, gc);
+  gc = nullptr;
+  if (painted) XSync(display, True);
+  display = nullptr;
 }
 
 bool XImagePainter::setup(Display* appDisplay, VisualID visual, int width, int height) {

@@ -8,7 +8,7 @@
 namespace zol::gl {
 
 // Paints frames of 32-bit pixels into one application drawable, through MIT-SHM or plain transfer.
-// Owns the image, its pixels and, with MIT-SHM, the segment; the graphics context is never freed.
+// Owns the image, its pixels and, with MIT-SHM, the segment.
 //
 // Thread safety: none; the readback object's mutex is held around every call. All calls use the
 // same connection.
@@ -29,6 +29,10 @@ public:
 
   // Paints the image at (0, 0) of the drawable. Does nothing without an image.
   void draw(Display* display, int width, int height);
+
+  // Gives up everything that belongs to the connection, which must still be open; setup() starts
+  // anew. For connections that are closed before the painter's end.
+  void release();
 
 private:
   bool setupXImagePainterInternal(bool useShm, Display* display, VisualID visualId, int width,

@@ -2,12 +2,19 @@
 
 #include "display/contexts.h"
 #include "display/make_current.h"
+#include "drawable/glx_drawables.h"
 #include "foundation/log.h"
 #include "foundation/log_values.h"
 #include "foundation/map.h"
 #include "frame/frame_triggers.h"
+#include "frame/front_buffer.h"
+#include "frame/other_entry_points.h"
+#include "frame/texture_from_pixmap.h"
+#include "frame/x_font.h"
+#include "vendor/glx_strings.h"
 #include "vendor/system_functions.h"
 #include "vendor/vendor_state.h"
+#include "visual/fbconfig_queries.h"
 #include "visual/visual_queries.h"
 
 #include <cstring>
@@ -25,13 +32,12 @@ const char* asText(const GLubyte* name) {
 
 struct Interposer {
   const char* name;
-  void (*address)(); // null: the driver answers
+  void (*address)();
 };
 
 constexpr std::size_t kHookRows = 0
 #define ZOL_HOOK(name) +1
 #define ZOL_WITHHELD(name) +1
-#define ZOL_SYSTEM_ANSWERS(name) +1
 #include "vendor/hooks.def"
     ;
 static_assert(kHookRows == 94);
@@ -41,7 +47,6 @@ static_assert(kHookRows == 94);
 void initializeZolHooks() {
 #define ZOL_HOOK(name) interposerTable[#name] = reinterpret_cast<void*>(&zol_##name);
 #define ZOL_WITHHELD(name) interposerTable[#name] = nullptr;
-#define ZOL_SYSTEM_ANSWERS(name)
 #include "vendor/hooks.def"
 }
 
@@ -71,7 +76,6 @@ void* glXGLVNDGetProcAddressInternal(const GLubyte* name, bool systemOnly) {
 void (*zol_glXGetProcAddress(const GLubyte* name))() {
   static const Interposer kTable[] = {
 #define ZOL_LOOKUP(name) {#name, reinterpret_cast<void (*)()>(&zol_##name)},
-#define ZOL_SYSTEM_ANSWERS(name) {#name, nullptr},
 #include "vendor/lookup.def"
   };
   static_assert(std::size(kTable) == 89);
@@ -83,9 +87,7 @@ void (*zol_glXGetProcAddress(const GLubyte* name))() {
     return nullptr;
   }
   for (const Interposer& row : kTable) {
-    if (std::strcmp(row.name, wanted) != 0) continue;
-    if (row.address != nullptr) return row.address;
-    return reinterpret_cast<void (*)()>(glXGLVNDGetProcAddressInternal(name, true));
+    if (std::strcmp(row.name, wanted) == 0) return row.address;
   }
   // Sharing an X fence with GL needs both on one server; here they live on two.
   if (std::strcmp(wanted, "glImportSyncEXT") == 0) {
