@@ -3,22 +3,24 @@
 #include <chrono>
 #include <memory>
 #include <string>
-#include <vector>
-
 #include <sys/types.h>
+#include <vector>
 
 namespace zol::tools {
 
 // One X server run as a child process: started on a free display number of its own choosing, known
 // to be answering once start() has returned, stopped and reaped at the latest by the destructor.
+// The server ends with the thread that called start(), also when the whole process is killed: start
+// servers from a thread that lives as long as they shall.
 // Thread safety: one thread at a time per object.
 class DisplayServer {
 public:
   // Runs `command` (program and arguments) with "-displayfd N" appended, and waits until the server
   // has said which display number it took. Null on failure, with a sentence that names the program
   // and what went wrong in *error.
-  static std::unique_ptr<DisplayServer> start(std::vector<std::string> command, std::string* error,
-                                              std::chrono::seconds patience = std::chrono::seconds(30));
+  static std::unique_ptr<DisplayServer>
+  start(std::vector<std::string> command, std::string* error,
+        std::chrono::seconds patience = std::chrono::seconds(30));
   ~DisplayServer();
   DisplayServer(const DisplayServer&) = delete;
   DisplayServer& operator=(const DisplayServer&) = delete;

@@ -123,6 +123,21 @@ bool formFileName(char (&fileName)[255], const std::string& vendor, const char* 
   return true;
 }
 
+using ServerStringReply = std::unique_ptr<xcb_glx_query_server_string_reply_t, FreeDeleter>;
+
+// Null when the server gives no answer. One without GLX must not even be asked: xcb ends the
+// connection of a client that uses an extension which is not there.
+ServerStringReply requestServerString(xcb_connection_t* connection, int screen, int name) {
+  const xcb_query_extension_reply_t* const glx = xcb_get_extension_data(connection, &xcb_glx_id);
+  if (glx == nullptr || glx->present == 0) return nullptr;
+  const auto cookie = xcb_glx_query_server_string(connection, static_cast<std::uint32_t>(screen),
+                                                  static_cast<std::uint32_t>(name));
+  xcb_generic_error_t* rawError = nullptr;
+  ServerStringReply reply(xcb_glx_query_server_string_reply(connection, cookie, &rawError));
+  const std::unique_ptr<xcb_generic_error_t, FreeDeleter> error(rawError);
+  return error == nullptr ? std::move(reply) : nullptr;
+}
+
 } // namespace
 
 char* findSystemGLXVendor() {
@@ -148,13 +163,8 @@ char* queryXServerString(Display* dpy, int screen, int name) {
   xcb_connection_t* const connection = XGetXCBConnection(dpy);
   if (xcb_connection_has_error(connection) != 0) return nullptr;
 
-  xcb_generic_error_t* rawError = nullptr;
-  const auto cookie = xcb_glx_query_server_string(connection, static_cast<std::uint32_t>(screen),
-                                                  static_cast<std::uint32_t>(name));
-  const std::unique_ptr<xcb_glx_query_server_string_reply_t, FreeDeleter> reply(
-      xcb_glx_query_server_string_reply(connection, cookie, &rawError));
-  const std::unique_ptr<xcb_generic_error_t, FreeDeleter> error(rawError);
-  if (reply == nullptr || error != nullptr) {
+  const ServerStringReply reply = requestServerString(connection, screen, name);
+  if (reply == nullptr) {
     ZOLGL_WARNING("Could not get the GLX query server string");
     return nullptr;
   }
