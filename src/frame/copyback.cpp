@@ -5,6 +5,7 @@
 #include "drawable/registry.h"
 #include "foundation/conf_settings.h"
 #include "foundation/log.h"
+#include "frame/image_painter.h"
 #include "frame/vanished_drawable_filter.h"
 
 #include <csignal>
@@ -20,6 +21,12 @@ constexpr unsigned int kSecond = 1000000; // microseconds
 
 unsigned int frameIntervalFor(int frameRate) {
   return frameRate >= 1 ? kSecond / static_cast<unsigned int>(frameRate) : kSecond;
+}
+
+// Painters hold on to the connection that they last painted on; it is about to go.
+void releasePainters() {
+  const MutexLock lock(getLocalDrawablesMutex());
+  for (const DrawableRef& record : *getLocalDrawablesList()) record->painter->release();
 }
 
 // The program's signals are for the program's threads: ours starts with all of them blocked.
@@ -73,6 +80,7 @@ void CopybackThread::svc() {
     while (!owner_->checkStop())
       owner_->doCopyback(display, codes);
   }
+  releasePainters();
   XCloseDisplay(display);
   ZOLGL_DEBUG("DONE");
 }
