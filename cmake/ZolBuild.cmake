@@ -20,9 +20,10 @@ set(ZOL_SANITIZE "" CACHE STRING "Sanitizers to build with, as -fsanitize= takes
 add_library(zol_flags INTERFACE)
 target_compile_definitions(zol_flags INTERFACE _GNU_SOURCE)
 target_compile_options(zol_flags INTERFACE
-  -Wall -Wextra -Werror -Wformat=2 -Wshadow=local -Wundef
+  -Wall -Wextra -Werror -Wformat=2 -Wundef
   $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual -Wextra-semi>
-  $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety -Wno-unknown-warning-option>)
+  $<$<CXX_COMPILER_ID:GNU>:-Wshadow=local>
+  $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
 if(ZOL_SANITIZE)
   target_compile_options(zol_flags INTERFACE -fsanitize=${ZOL_SANITIZE} -fno-omit-frame-pointer)
   target_link_options(zol_flags INTERFACE -fsanitize=${ZOL_SANITIZE})
@@ -34,7 +35,7 @@ endif()
 function(zol_guest_library target version_script)
   target_link_options(${target} PRIVATE
     -Wl,--version-script=${version_script} -Wl,-Bsymbolic -Wl,--no-undefined-version -Wl,-z,now)
-  target_compile_options(${target} PRIVATE -fno-gnu-unique)
+  target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
   set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${version_script})
   if(NOT ZOL_SANITIZE)
     target_link_options(${target} PRIVATE

@@ -88,7 +88,7 @@ bool IniFile::Private::addEntry(const char* section, const char* name, const cha
   if (!entry) {
     entry = entries.insert(key.get());
     if (!entry) return false;
-    key.release();
+    static_cast<void>(key.release()); // the entry keeps it
   }
   std::free(entry->value);
   entry->value = copy.release();

@@ -5,6 +5,7 @@
 // The GLVND vendor entry, the only symbol that the library exports. Returns 1 when the library
 // takes part in the running program, 0 otherwise. GLVND calls it once at a time, holding a lock of
 // its own.
+// NOLINTNEXTLINE(readability-redundant-declaration): the public one does not make it visible
 extern "C" __attribute__((visibility("default"))) int __glx_Main(uint32_t version,
                                                                  const __GLXapiExports* exports,
                                                                  __GLXvendorInfo* vendor,

@@ -161,7 +161,7 @@ void initializeVisualMap(Display* appDisplay, int screen, zol::gl::TSD* tsd) {
       ZOLGL_DEBUG("Could not determine a local XVisual for app visual %x - dropping item", appId);
       continue;
     }
-    configs.release();
+    static_cast<void>(configs.release()); // the entry keeps them
     LocalVisualInfo* const admitted = entry.release();
     getListLocalVisuals()->push_back(admitted);
     const int id = fbConfigAttrib(local, admitted->bestFBConfig(), GLX_FBCONFIG_ID);
