@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <chrono>
 #include <memory>
 #include <string>
@@ -28,14 +29,18 @@ public:
   const std::string& name() const { return name_; } // ":7"
   pid_t pid() const { return pid_; }                // 0 once stopped
 
-  // SIGTERM, and SIGKILL when that does not end it in time. May be called again.
+  // SIGTERM, and SIGKILL when that does not end it in time; removes the socket that a killed server
+  // leaves. May be called again.
   void stop();
+
+  using SocketId = std::array<long long, 3>; // inode and time of its making
 
 private:
   DisplayServer(pid_t pid, std::string name);
 
   pid_t pid_;
   std::string name_;
+  SocketId socket_;
 };
 
 } // namespace zol::tools
