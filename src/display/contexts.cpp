@@ -38,9 +38,13 @@ Preparation prepareCreation(Display* dpy, Bool direct, const char* label) {
   return preparation;
 }
 
-// What every creation call does with the driver's answer.
-GLXContext finishCreation(Display* dpy, TSD* tsd, GLXContext context, LocalVisualInfo* lvi,
-                          GLXFBConfig config, const char* label) {
+// Has the driver make the context and puts it on record, with the FBConfig that was really used.
+template <class Create>
+GLXContext createOnLocalDisplay(Display* dpy, TSD* tsd, LocalVisualInfo* lvi, GLXFBConfig config,
+                                const char* label, Create create) {
+  MutexLock lock(getLocalDisplayMutex());
+  GLXContext const context = create();
+  lock.unlock();
   if (context == nullptr) {
     ZOLGL_LOG_AS(label, DEBUG, "failed in createnewcontext.");
     return nullptr;
@@ -48,6 +52,13 @@ GLXContext finishCreation(Display* dpy, TSD* tsd, GLXContext context, LocalVisua
   if (tsd->throwawayContext == nullptr) tsd->throwawayContext = context;
   addToContextMap(dpy, context, lvi, config);
   return context;
+}
+
+// The mapping that a creation call by FBConfig needs; null, and a message, when there is none.
+LocalVisualInfo* mappingFor(Display* dpy, GLXFBConfig config, TSD* tsd, const char* label) {
+  LocalVisualInfo* const lvi = _getLVI(dpy, config, tsd);
+  if (lvi == nullptr) ZOLGL_LOG_AS(label, DEBUG, "failed for no visual.");
+  return lvi;
 }
 
 bool forcesBestConfig(const LocalVisualInfo* lvi) {
@@ -119,10 +130,9 @@ GLXContext zol_glXCreateContext(Display* dpy, XVisualInfo* vis, GLXContext share
     return nullptr;
   }
   GLXFBConfig const config = lvi->bestFBConfig();
-  MutexLock lock(getLocalDisplayMutex());
-  GLXContext const context = system_glXCreateNewContext(local, config, GLX_RGBA_TYPE, share, True);
-  lock.unlock();
-  return finishCreation(dpy, tsd, context, lvi, config, __PRETTY_FUNCTION__);
+  return createOnLocalDisplay(dpy, tsd, lvi, config, __PRETTY_FUNCTION__, [=, local = local] {
+    return system_glXCreateNewContext(local, config, GLX_RGBA_TYPE, share, True);
+  });
 }
 
 GLXContext zol_glXCreateNewContext(Display* dpy, GLXFBConfig config, int renderType,
@@ -131,20 +141,16 @@ GLXContext zol_glXCreateNewContext(Display* dpy, GLXFBConfig config, int renderT
   const auto [tsd, local] = prepareCreation(dpy, direct, __PRETTY_FUNCTION__);
   if (local == nullptr) return nullptr;
 
-  LocalVisualInfo* const lvi = _getLVI(dpy, config, tsd);
-  if (lvi == nullptr) {
-    ZOLGL_DEBUG("failed for no visual.");
-    return nullptr;
-  }
+  LocalVisualInfo* const lvi = mappingFor(dpy, config, tsd, __PRETTY_FUNCTION__);
+  if (lvi == nullptr) return nullptr;
   if (forcesBestConfig(lvi)) {
     config = lvi->bestFBConfig();
     renderType = GLX_RGBA_TYPE;
     ZOLGL_DEBUG("forcing fbconfig %x, render type %d", hex32(config), renderType);
   }
-  MutexLock lock(getLocalDisplayMutex());
-  GLXContext const context = system_glXCreateNewContext(local, config, renderType, share, True);
-  lock.unlock();
-  return finishCreation(dpy, tsd, context, lvi, config, __PRETTY_FUNCTION__);
+  return createOnLocalDisplay(dpy, tsd, lvi, config, __PRETTY_FUNCTION__, [=, local = local] {
+    return system_glXCreateNewContext(local, config, renderType, share, True);
+  });
 }
 
 GLXContext zol_glXCreateContextWithConfigSGIX(Display* dpy, GLXFBConfigSGIX config, int renderType,
@@ -159,11 +165,8 @@ GLXContext zol_glXCreateContextAttribsARB(Display* dpy, GLXFBConfig config, GLXC
   const auto [tsd, local] = prepareCreation(dpy, direct, __PRETTY_FUNCTION__);
   if (local == nullptr) return nullptr;
 
-  LocalVisualInfo* const lvi = _getLVI(dpy, config, tsd);
-  if (lvi == nullptr) {
-    ZOLGL_DEBUG("failed for no visual.");
-    return nullptr;
-  }
+  LocalVisualInfo* const lvi = mappingFor(dpy, config, tsd, __PRETTY_FUNCTION__);
+  if (lvi == nullptr) return nullptr;
   if (forcesBestConfig(lvi)) {
     config = lvi->bestFBConfig();
     ZOLGL_DEBUG("forcing fbconfig %x", hex32(config));
@@ -174,13 +177,11 @@ GLXContext zol_glXCreateContextAttribsARB(Display* dpy, GLXFBConfig config, GLXC
     attribs = debugList.data();
     ZOLGL_INFO("Added GLX_CONTEXT_FLAGS_ARB and GLX_CONTEXT_DEBUG_BIT_ARB to the attrib list");
   }
-  MutexLock lock(getLocalDisplayMutex());
-  GLXContext const context =
-      system_glXCreateContextAttribsARB != nullptr
-          ? system_glXCreateContextAttribsARB(local, config, share, True, attribs)
-          : nullptr;
-  lock.unlock();
-  return finishCreation(dpy, tsd, context, lvi, config, __PRETTY_FUNCTION__);
+  return createOnLocalDisplay(dpy, tsd, lvi, config, __PRETTY_FUNCTION__, [=, local = local] {
+    return system_glXCreateContextAttribsARB != nullptr
+               ? system_glXCreateContextAttribsARB(local, config, share, True, attribs)
+               : nullptr;
+  });
 }
 
 void zol_glXDestroyContext(Display* dpy, GLXContext context) {

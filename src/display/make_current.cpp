@@ -94,6 +94,25 @@ static void setCurrent(TSD* tsd, GLXContext context, const DrawableRef& draw,
   tsd->context = context;
 }
 
+// Leaves the thread with nothing current. `unbind` is the driver's call for it.
+template <class Unbind>
+static Bool releaseCurrent(TSD* tsd, const char* label, Unbind unbind) {
+  if (tsd->context == nullptr) {
+    ZOLGL_LOG_AS(label, DEBUG, "no current context, skipping...");
+    return True;
+  }
+  Display* const local = _getLocalDisplay(tsd);
+  if (local == nullptr) {
+    ZOLGL_LOG_AS(label, DEBUG, "no local display");
+    return False;
+  }
+  MutexLock lock(getLocalDisplayMutex());
+  const Bool released = unbind(local);
+  lock.unlock();
+  setCurrent(tsd, nullptr, nullptr, nullptr);
+  return released;
+}
+
 Bool zol_glXMakeCurrent(Display* dpy, GLXDrawable drawable, GLXContext context) {
   ZOLGL_DEBUG("drawable: %lx, context: %x", drawable, hex32(context));
   TSD* const tsd = getTSD();
@@ -132,20 +151,9 @@ Bool zol_glXMakeCurrent(Display* dpy, GLXDrawable drawable, GLXContext context) 
   }
 
   if (drawable == None && context == nullptr) {
-    if (tsd->context == nullptr) {
-      ZOLGL_DEBUG("no current context, skipping...");
-      return True;
-    }
-    Display* const local = _getLocalDisplay(tsd);
-    if (local == nullptr) {
-      ZOLGL_DEBUG("no local display");
-      return False;
-    }
-    MutexLock lock(getLocalDisplayMutex());
-    const Bool released = system_glXMakeCurrent(local, None, nullptr);
-    lock.unlock();
-    setCurrent(tsd, nullptr, nullptr, nullptr);
-    return released;
+    return releaseCurrent(tsd, __PRETTY_FUNCTION__, [](Display* local) {
+      return system_glXMakeCurrent(local, None, nullptr);
+    });
   }
 
   ZOLGL_INFO("bad parameter combination passed, skipping...");
@@ -190,20 +198,9 @@ Bool zol_glXMakeContextCurrent(Display* dpy, GLXDrawable draw, GLXDrawable read,
   }
 
   if (draw == None && read == None && context == nullptr) {
-    if (tsd->context == nullptr) {
-      ZOLGL_DEBUG("no current context, skipping...");
-      return True;
-    }
-    Display* const local = _getLocalDisplay(tsd);
-    if (local == nullptr) {
-      ZOLGL_DEBUG("no local display");
-      return False;
-    }
-    MutexLock lock(getLocalDisplayMutex());
-    const Bool released = system_glXMakeContextCurrent(local, None, None, nullptr);
-    lock.unlock();
-    setCurrent(tsd, nullptr, nullptr, nullptr);
-    return released;
+    return releaseCurrent(tsd, __PRETTY_FUNCTION__, [](Display* local) {
+      return system_glXMakeContextCurrent(local, None, None, nullptr);
+    });
   }
 
   ZOLGL_INFO("bad parameter combination passed, skipping...");

@@ -135,6 +135,10 @@ Display* _getLocalDisplay(TSD* tsd) {
   return local;
 }
 
+Display* pairWithLocalDisplay(Display* dpy, TSD* tsd) {
+  return _setupAppDisplay(dpy, tsd) ? _getLocalDisplay(tsd) : nullptr;
+}
+
 void _unsetLocalDisplay(Display* appdpy) {
   if (!zol::conf::settings().unsetLocalDisplay || appdpy == nullptr) return;
 

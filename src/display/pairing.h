@@ -20,6 +20,9 @@ bool _setupAppDisplay(Display* dpy, zol::gl::TSD* tsd);
 // failure.
 Display* _getLocalDisplay(zol::gl::TSD* tsd);
 
+// Both in one: the local display for `dpy`, or null when the caller must fail.
+Display* pairWithLocalDisplay(Display* dpy, zol::gl::TSD* tsd);
+
 // Closes the local display of `appdpy` when no context and no window uses it any more and the
 // setting unset-local-display is on. Takes the map, context map and drawables mutexes one after the
 // other.

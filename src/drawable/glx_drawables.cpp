@@ -31,21 +31,6 @@ struct Geometry {
   unsigned int depth = 0;
 };
 
-// What every create call needs first; `local` is null when the call has to fail.
-struct Preparation {
-  TSD* tsd = nullptr;
-  Display* local = nullptr;
-};
-
-Preparation prepareCreation(Display* dpy) {
-  Preparation preparation;
-  preparation.tsd = getTSD();
-  if (_setupAppDisplay(dpy, preparation.tsd)) {
-    preparation.local = _getLocalDisplay(preparation.tsd);
-  }
-  return preparation;
-}
-
 GLXFBConfig configToUse(GLXFBConfig requested, const LocalVisualInfo* lvi, const char* label) {
   if (!zol::conf::settings().forceBestFbconfig || lvi->fbConfigs == nullptr) return requested;
   GLXFBConfig const best = lvi->bestFBConfig();
@@ -139,7 +124,8 @@ void logQuery(int attribute, const char* label) {
 
 GLXPixmap zol_glXCreatePixmap(Display* dpy, GLXFBConfig config, Pixmap pixmap, const int* attribs) {
   ZOLGL_DEBUG("fbconfig %x", hex32(config));
-  const auto [tsd, local] = prepareCreation(dpy);
+  TSD* const tsd = getTSD();
+  Display* const local = pairWithLocalDisplay(dpy, tsd);
   if (local == nullptr) return None;
   Geometry geometry;
   if (!getGeometry(dpy, pixmap, &geometry)) return None;
@@ -154,7 +140,8 @@ GLXPixmap zol_glXCreatePixmap(Display* dpy, GLXFBConfig config, Pixmap pixmap, c
 
 GLXPixmap zol_glXCreateGLXPixmap(Display* dpy, XVisualInfo* visual, Pixmap pixmap) {
   ZOLGL_DEBUG("visual id %x", hex32(visual->visualid));
-  const auto [tsd, local] = prepareCreation(dpy);
+  TSD* const tsd = getTSD();
+  Display* const local = pairWithLocalDisplay(dpy, tsd);
   if (local == nullptr) return None;
   Geometry geometry;
   if (!getGeometry(dpy, pixmap, &geometry)) return None;
@@ -185,7 +172,8 @@ void zol_glXDestroyGLXPixmap(Display* dpy, GLXPixmap pixmap) {
 
 GLXPbuffer zol_glXCreatePbuffer(Display* dpy, GLXFBConfig config, const int* attribs) {
   ZOLGL_DEBUG("fbconfig %x", hex32(config));
-  const auto [tsd, local] = prepareCreation(dpy);
+  TSD* const tsd = getTSD();
+  Display* const local = pairWithLocalDisplay(dpy, tsd);
   if (local == nullptr) return None;
   for (const int* pair = attribs; pair != nullptr && *pair != 0; pair += 2) {
     ZOLGL_DEBUG("attr, value: %s (%d), %d", pbufferAttributeName(pair[0]), pair[0], pair[1]);
@@ -205,7 +193,8 @@ GLXPbuffer zol_glXCreatePbuffer(Display* dpy, GLXFBConfig config, const int* att
 GLXPbufferSGIX zol_glXCreateGLXPbufferSGIX(Display* dpy, GLXFBConfigSGIX config, unsigned int width,
                                            unsigned int height, int* attribs) {
   ZOLGL_DEBUG("fbconfig %x", hex32(config));
-  const auto [tsd, local] = prepareCreation(dpy);
+  TSD* const tsd = getTSD();
+  Display* const local = pairWithLocalDisplay(dpy, tsd);
   if (local == nullptr) return None;
   LocalVisualInfo* const lvi = _getLVI(dpy, config, tsd);
   if (lvi == nullptr) {
@@ -262,7 +251,7 @@ void zol_glXQueryDrawable(Display* dpy, GLXDrawable drawable, int attribute, uns
 int zol_glXQueryGLXPbufferSGIX(Display* dpy, GLXPbufferSGIX pbuffer, int attribute,
                                unsigned int* value) {
   ZOLGL_DEBUG("START");
-  Display* const local = _setupAppDisplay(dpy, nullptr) ? _getLocalDisplay(nullptr) : nullptr;
+  Display* const local = pairWithLocalDisplay(dpy, nullptr);
   if (local == nullptr) {
     *value = 0;
     return 0;

@@ -21,10 +21,6 @@ struct ImageDeleter {
 };
 using Image = std::unique_ptr<XImage, ImageDeleter>;
 
-Display* pairedLocalDisplay(Display* dpy) {
-  return _setupAppDisplay(dpy, nullptr) ? _getLocalDisplay(nullptr) : nullptr;
-}
-
 // Null where there is no such drawable; said so unless none was asked for.
 DrawableRef findBound(GLXDrawable drawable, const char* label) {
   if (drawable == None) return nullptr;
@@ -55,7 +51,7 @@ bool upload(Display* dpy, Display* local, DrawableInfo* record) {
 
 void zol_glXBindTexImageEXT(Display* dpy, GLXDrawable drawable, int buffer, const int* attribs) {
   ZOLGL_DEBUG("START");
-  Display* const local = pairedLocalDisplay(dpy);
+  Display* const local = pairWithLocalDisplay(dpy, nullptr);
   if (local == nullptr) return;
   GLXDrawable localDrawable = None;
   if (const DrawableRef record = findBound(drawable, __PRETTY_FUNCTION__)) {
@@ -68,7 +64,7 @@ void zol_glXBindTexImageEXT(Display* dpy, GLXDrawable drawable, int buffer, cons
 
 void zol_glXReleaseTexImageEXT(Display* dpy, GLXDrawable drawable, int buffer) {
   ZOLGL_DEBUG("START");
-  Display* const local = pairedLocalDisplay(dpy);
+  Display* const local = pairWithLocalDisplay(dpy, nullptr);
   if (local == nullptr) return;
   const DrawableRef record = findBound(drawable, __PRETTY_FUNCTION__);
   const GLXDrawable localDrawable = record ? record->localDrawable.load() : None;

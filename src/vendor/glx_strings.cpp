@@ -52,8 +52,7 @@ Display* pairedLocalDisplay(Display* dpy, const char* label) {
     ZOLGL_LOG_AS(label, DEBUG, "Called with NULL display");
     return nullptr;
   }
-  if (!_setupAppDisplay(dpy, nullptr)) return nullptr;
-  return _getLocalDisplay(nullptr);
+  return pairWithLocalDisplay(dpy, nullptr);
 }
 
 // A program's display that has no local one cannot be asked about; only what the program itself

@@ -125,8 +125,7 @@ int queryVisualId(Display* local, GLXFBConfig config, int* value, const char* or
 GLXFBConfig* zol_glXChooseFBConfig(Display* dpy, int, const int* attribList, int* nelements) {
   ZOLGL_DEBUG("START");
   TSD* const tsd = getTSD();
-  if (tsd == nullptr || !_setupAppDisplay(dpy, tsd)) return nullptr;
-  Display* const local = _getLocalDisplay(tsd);
+  Display* const local = pairWithLocalDisplay(dpy, tsd);
   if (local == nullptr) return nullptr;
   if (attribList != nullptr && zol::logWanted(zol::LOG_LEVEL_DEBUG)) {
     logRequests(__PRETTY_FUNCTION__, attribList);
