@@ -187,11 +187,7 @@ GLXContext zol_glXCreateContextAttribsARB(Display* dpy, GLXFBConfig config, GLXC
 void zol_glXDestroyContext(Display* dpy, GLXContext context) {
   ZOLGL_DEBUG("START");
   if (context == nullptr) return;
-  // A thread that has made no GLX call yet has no local display; without its application display it
-  // would open one that is never closed.
-  TSD* const tsd = getTSD();
-  if (tsd != nullptr && tsd->appdpy == nullptr) _setupAppDisplay(dpy, tsd);
-  Display* const local = _getLocalDisplay(tsd);
+  Display* const local = localDisplayFor(dpy, nullptr);
   if (local == nullptr) {
     ZOLGL_DEBUG("no local display");
     return;

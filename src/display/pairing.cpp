@@ -135,6 +135,12 @@ Display* _getLocalDisplay(TSD* tsd) {
   return local;
 }
 
+Display* localDisplayFor(Display* dpy, TSD* tsd) {
+  if (tsd == nullptr) tsd = getTSD();
+  if (tsd != nullptr && tsd->appdpy == nullptr) _setupAppDisplay(dpy, tsd);
+  return _getLocalDisplay(tsd);
+}
+
 Display* pairWithLocalDisplay(Display* dpy, TSD* tsd) {
   return _setupAppDisplay(dpy, tsd) ? _getLocalDisplay(tsd) : nullptr;
 }

@@ -20,6 +20,10 @@ bool _setupAppDisplay(Display* dpy, zol::gl::TSD* tsd);
 // failure.
 Display* _getLocalDisplay(zol::gl::TSD* tsd);
 
+// For calls that do not pair the thread themselves: pairs one that has made no GLX call yet, which
+// would otherwise open a local display that nobody closes.
+Display* localDisplayFor(Display* dpy, zol::gl::TSD* tsd);
+
 // Both in one: the local display for `dpy`, or null when the caller must fail.
 Display* pairWithLocalDisplay(Display* dpy, zol::gl::TSD* tsd);
 

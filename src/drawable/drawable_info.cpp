@@ -23,6 +23,17 @@ namespace {
 // Some drivers refuse smaller pbuffers.
 constexpr int kSmallestPbuffer = 10;
 
+// The core protocol has 16 bits for the size of a window.
+constexpr int kLargestWindow = 0xFFFF;
+
+// ":5" for ":5.0".
+std::string serverOf(Display* connection) {
+  const std::string name = DisplayString(connection);
+  const std::size_t colon = name.rfind(':');
+  const std::size_t dot = colon != std::string::npos ? name.find('.', colon) : std::string::npos;
+  return name.substr(0, dot);
+}
+
 } // namespace
 
 void retain(DrawableInfo* record) {
@@ -35,8 +46,8 @@ void release(DrawableInfo* record) {
 
 DrawableInfo::DrawableInfo(LocalDrawableType drawableType, unsigned long app, GLXFBConfig config,
                            Display* appDpy, int x, int y, unsigned int width, unsigned int height)
-    : type(drawableType), appDrawable(app), appDisplay(appDpy), fbconfig(config),
-      painter(new XImagePainter(app)), geometry{x, y, width, height} {}
+    : type(drawableType), appDrawable(app), appDisplay(appDpy), appServer(serverOf(appDpy)),
+      fbconfig(config), painter(new XImagePainter(app)), geometry{x, y, width, height} {}
 
 DrawableInfo::~DrawableInfo() {
   painter.reset();
@@ -92,6 +103,10 @@ void DrawableInfo::releaseLocalObjects(Display* local) {
   }
 }
 
+bool DrawableInfo::onServerOf(Display* connection) const {
+  return connection == nullptr || serverOf(connection) == appServer;
+}
+
 VisualID DrawableInfo::getVisualID() {
   const MutexLock lock(mutex);
   return visualID;
@@ -119,6 +134,10 @@ bool DrawableInfo::updateWindowInfo(bool* resized, bool* moved, bool* visibility
   int rect[4];
   if (XZolExtGetWindowInfo(tsd->appdpy2, tsd->extCodes, appDrawable, &visibleFlag, &visual, rect) ==
       0) {
+    return false;
+  }
+  // No X server has windows of such a size: an answer like this is no answer.
+  if (rect[2] < 0 || rect[2] > kLargestWindow || rect[3] < 0 || rect[3] > kLargestWindow) {
     return false;
   }
   const auto& settings = conf::settings();

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace zol {
@@ -43,6 +44,9 @@ public:
   DrawableInfo(const DrawableInfo&) = delete;
   DrawableInfo& operator=(const DrawableInfo&) = delete;
 
+  // Whether `connection` leads to the application server that the drawable lives on; true for null.
+  bool onServerOf(Display* connection) const;
+
   VisualID getVisualID();
   void getGeometry(IRect* rect);
   bool isVisible();
@@ -76,8 +80,9 @@ public:
   const unsigned long appDrawable; // the program's id; for pixmaps and pbuffers the local one too
   LocalVisualInfo* lvi = nullptr;
   Display* const appDisplay;
-  Pixmap appPixmap = None;        // LOCAL_PIXMAP: the program's pixmap
-  Pixmap localPixmap = None;      // LOCAL_PIXMAP: the X pixmap behind localDrawable; owned
+  const std::string appServer; // the display's name less its screen: the display itself may be gone
+  Pixmap appPixmap = None;     // LOCAL_PIXMAP: the program's pixmap
+  Pixmap localPixmap = None;   // LOCAL_PIXMAP: the X pixmap behind localDrawable; owned
   GLXPbuffer dummyPbuffer = None; // what the copyback context is bound to; owned
   const GLXFBConfig fbconfig;
 
@@ -85,15 +90,18 @@ public:
   std::atomic<GLXDrawable> localDrawable{None}; // what is rendered into; owned
   std::atomic<GLXContext> context{nullptr};     // last made current with this drawable
   GLXContext readContext = nullptr;             // guarded by the local display mutex; owned
+  bool readContextPrepared = false;             // likewise
   std::atomic<ReadbackContext*> readbackObject{nullptr}; // read by the copyback thread; owned
   std::vector<ReadbackContext*> retiredReadbacks; // replaced ones, kept until no pass can use them
-  std::uint64_t lastReadbackTime = 0;             // milliseconds
-  std::uint32_t fpsFrames = 0;                    // since the last report
-  std::uint64_t fpsLastReport = 0;                // milliseconds
-  bool skipNextSwap = false;
+  std::atomic<std::uint64_t> lastReadbackTime{0}; // milliseconds
+  std::uint32_t fpsFrames = 0;                    // since the last report; guarded by readbackMutex
+  std::uint64_t fpsLastReport = 0;                // milliseconds; likewise
+  std::atomic<bool> skipNextSwap{false};
   std::unique_ptr<XImagePainter> painter; // used under the readback object's mutex
 
 private:
+  bool readBackFrame(const char* label);
+
   friend void retain(DrawableInfo* record);
   friend void release(DrawableInfo* record);
 
@@ -104,6 +112,7 @@ private:
   std::atomic<bool> fbconfigInvalidated{false};
   std::atomic<bool> viewportCheckForResize{true};
 
+  Mutex readbackMutex{false}; // one readback at a time; before a readback object's mutex
   Mutex mutex{false};
   VisualID visualID ZOL_GUARDED_BY(mutex) = 0; // 0 until the window has told
   IRect geometry ZOL_GUARDED_BY(mutex);

@@ -33,8 +33,9 @@ bool windowAnswers(const TSD* tsd, Window window) {
 
 // Pixmaps and pbuffers end with their destroy calls only.
 bool isDead(const DrawableRef& record, const TSD* tsd) {
-  return record->type == LOCAL_WINDOW &&
-         (record->invalidatedFbconfig() || !windowAnswers(tsd, record->appDrawable));
+  if (record->type != LOCAL_WINDOW) return false;
+  if (record->invalidatedFbconfig()) return true;
+  return record->onServerOf(tsd->appdpy2) && !windowAnswers(tsd, record->appDrawable);
 }
 
 void clearOwnBindings(TSD* tsd, const DrawableRef& record) {
@@ -113,13 +114,24 @@ DrawableRef getDrawableInfo(Display* dpy, Window window, GLXFBConfig fbconfig, T
   record->updateOffscreenPbuffer();
   ZOLGL_DEBUG("new local drawable %lx (%d) for app drawable %lx", record->localDrawable.load(),
               record->lvi->doubleBuffered, window);
-  pushLocalDrawable(record);
-  return record;
+  return pushWindow(std::move(record));
 }
 
 void pushLocalDrawable(const DrawableRef& record) {
   const MutexLock lock(getLocalDrawablesMutex());
   getLocalDrawablesList()->push_back(record);
+}
+
+DrawableRef pushWindow(DrawableRef record) {
+  const MutexLock lock(getLocalDrawablesMutex());
+  auto& list = *getLocalDrawablesList();
+  const auto sameWindow = std::find_if(list.begin(), list.end(), [&](const DrawableRef& candidate) {
+    return candidate->appDrawable == record->appDrawable &&
+           !candidate->fbconfigChanged(record->fbconfig) && !candidate->invalidatedFbconfig();
+  });
+  if (sameWindow != list.end()) return *sameWindow;
+  list.push_back(record);
+  return record;
 }
 
 DrawableRef findLocalDrawable(unsigned long appDrawable) {

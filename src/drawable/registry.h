@@ -26,6 +26,9 @@ zol::gl::DrawableRef getDrawableInfo(Display* dpy, Window window, GLXFBConfig fb
 
 void pushLocalDrawable(const zol::gl::DrawableRef& record);
 
+// The same for a window, unless another thread was quicker: its record is returned then.
+zol::gl::DrawableRef pushWindow(zol::gl::DrawableRef record);
+
 // The first record of that id, of whatever kind; null if none.
 zol::gl::DrawableRef findLocalDrawable(unsigned long appDrawable);
 

@@ -7,6 +7,12 @@
 
 namespace zol {
 
+namespace {
+
+thread_local int held = 0;
+
+} // namespace
+
 Mutex::Mutex(bool recursive) : mutex{} {
   pthread_mutexattr_t attributes{};
   if (const int error = runtimeSymbols.pthread_mutexattr_init(&attributes))
@@ -31,6 +37,7 @@ bool Mutex::lock() ZOL_NO_THREAD_SAFETY_ANALYSIS {
     ZOL_DEBUG("Mutex lock operation failed (%s)\n", strerror(error));
     return false;
   }
+  ++held;
   return true;
 }
 
@@ -39,7 +46,12 @@ bool Mutex::unlock() ZOL_NO_THREAD_SAFETY_ANALYSIS {
     ZOL_DEBUG("Mutex unlock operation failed (%s)\n", strerror(error));
     return false;
   }
+  --held;
   return true;
+}
+
+int Mutex::heldByThisThread() {
+  return held;
 }
 
 } // namespace zol

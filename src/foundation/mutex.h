@@ -17,6 +17,9 @@ public:
   bool lock() ZOL_ACQUIRE();
   bool unlock() ZOL_RELEASE();
 
+  // How many locks the calling thread holds, of all mutexes together.
+  static int heldByThisThread();
+
 private:
   pthread_mutex_t mutex;
 };

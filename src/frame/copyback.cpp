@@ -23,12 +23,6 @@ unsigned int frameIntervalFor(int frameRate) {
   return frameRate >= 1 ? kSecond / static_cast<unsigned int>(frameRate) : kSecond;
 }
 
-// Painters hold on to the connection that they last painted on; it is about to go.
-void releasePainters() {
-  const MutexLock lock(getLocalDrawablesMutex());
-  for (const DrawableRef& record : *getLocalDrawablesList()) record->painter->release();
-}
-
 // The program's signals are for the program's threads: ours starts with all of them blocked.
 class SignalsBlocked {
 public:
@@ -47,7 +41,7 @@ private:
 
 } // namespace
 
-CopybackThread::CopybackThread(Copyback* owner) : owner_(owner), process_(getpid()) {
+CopybackThread::CopybackThread(Copyback* owner) : owner_(owner) {
   const SignalsBlocked blocked;
   start(this, callback);
 }
@@ -75,19 +69,18 @@ void CopybackThread::svc() {
     ZOLGL_WARNING("Could not initialize Xzol extension in the copyback thread");
     return;
   }
-  {
-    const VanishedDrawableFilter filter(display);
-    while (!owner_->checkStop())
-      owner_->doCopyback(display, codes);
-  }
-  releasePainters();
-  XCloseDisplay(display);
+  const VanishedDrawableFilter filter(display);
+  while (!owner_->checkStop())
+    owner_->doCopyback(display, codes);
+  closePaintingConnection(display);
   ZOLGL_DEBUG("DONE");
 }
 
 void CopybackThread::join() {
   ZOLGL_DEBUG("START");
-  if (started() && process_ == getpid()) {
+  // A program may exit inside a call that holds one of our locks, on an X error for instance; the
+  // thread may be waiting for just that lock and would never end.
+  if (started() && Mutex::heldByThisThread() == 0) {
     begun_.P();
     begun_.V();
     joinRunning();
@@ -96,7 +89,8 @@ void CopybackThread::join() {
 }
 
 Copyback::Copyback()
-    : frameInterval_(frameIntervalFor(conf::settings().copybackFrameRate)), thread_(this) {
+    : frameInterval_(frameIntervalFor(conf::settings().copybackFrameRate)), process_(getpid()),
+      thread_(this) {
   timer_.start();
 }
 
@@ -111,6 +105,10 @@ bool Copyback::checkStop() {
 
 void Copyback::stop() {
   ZOLGL_DEBUG("START");
+  if (process_ != getpid()) {
+    ZOLGL_DEBUG("DONE");
+    return;
+  }
   {
     const MutexLock lock(stopMutex_);
     stopRequested_ = true;

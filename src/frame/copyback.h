@@ -25,8 +25,7 @@ private:
   static int callback(CopybackThread* thread);
 
   Copyback* const owner_;
-  Semaphore begun_{0};  // up once the thread runs: a join that comes too early waits for it
-  const pid_t process_; // a forked child has no such thread to wait for
+  Semaphore begun_{0}; // up once the thread runs: a join that comes too early waits for it
 };
 
 // Paints read-back frames into the application's windows, at most "copyback-frame-rate" passes a
@@ -52,6 +51,7 @@ private:
   bool stopRequested_ ZOL_GUARDED_BY(stopMutex_) = false;
   HighResTimer timer_;
   const unsigned int frameInterval_; // microseconds
+  const pid_t process_;              // a forked child has no such thread, and no say over its locks
   CopybackThread thread_;            // last: it runs from its construction on
 };
 

@@ -45,10 +45,8 @@ public:
   }
 
   void restore() const {
-    {
-      const MutexLock lock(getLocalDisplayMutex());
-      restoreBinding();
-    }
+    const MutexLock lock(getLocalDisplayMutex());
+    restoreBinding();
     if (renderMode_ != GL_RENDER) system_glRenderMode(static_cast<GLenum>(renderMode_));
   }
 
@@ -106,33 +104,43 @@ void DrawableInfo::readback() {
     ZOLGL_DEBUG("window not visible");
     return;
   }
-  Display* const local = _getLocalDisplay(nullptr);
-  if (local == nullptr) return;
-  IRect area;
-  getGeometry(&area);
-  ZOLGL_DEBUG("ldi %p, geom(%d,%d,%d,%d)", static_cast<void*>(this), area.x, area.y,
-              static_cast<int>(area.width), static_cast<int>(area.height));
-
-  const BindingKeeper binding(local, this, tsd, __PRETTY_FUNCTION__);
-  if (!setupReadbackContexts()) {
-    // The position in place of the size: a text that scripts match.
-    ZOLGL_WARNING("Failed to create readback contexts for ldi %p, %dx%d", static_cast<void*>(this),
-                  area.x, area.y);
-    binding.restore();
-    return;
+  std::uint64_t now = 0;
+  {
+    // Threads may share a window; its read context can be current to one of them at a time.
+    const MutexLock lock(readbackMutex);
+    if (!readBackFrame(__PRETTY_FUNCTION__)) return;
+    now = wallClockMs();
+    incrementFpsCounter(now);
   }
-  if (ReadbackContext* const object = readbackObject) {
-    object->performGPUReadback(static_cast<int>(area.width), static_cast<int>(area.height));
-  }
-  Singleton<Copyback>::instance()->unblock();
-  binding.restore();
-
-  const std::uint64_t now = wallClockMs();
-  incrementFpsCounter(now);
   throttle(now - lastReadbackTime);
   lastReadbackTime = wallClockMs();
   checkForResize();
   ZOLGL_DEBUG("DONE");
+}
+
+// The frame's way into the pixel buffer. What the program had current is current again afterwards.
+bool DrawableInfo::readBackFrame(const char* label) {
+  Display* const local = _getLocalDisplay(nullptr);
+  if (local == nullptr) return false;
+  IRect area;
+  getGeometry(&area);
+  ZOLGL_LOG_AS(label, DEBUG, "ldi %p, geom(%d,%d,%d,%d)", static_cast<void*>(this), area.x, area.y,
+               static_cast<int>(area.width), static_cast<int>(area.height));
+
+  const BindingKeeper binding(local, this, getTSD(), label);
+  const bool ready = setupReadbackContexts();
+  if (ready) {
+    if (ReadbackContext* const object = readbackObject) {
+      object->performGPUReadback(static_cast<int>(area.width), static_cast<int>(area.height));
+    }
+    Singleton<Copyback>::instance()->unblock();
+  } else {
+    // The position in place of the size: a text that scripts match.
+    ZOLGL_LOG_AS(label, WARNING, "Failed to create readback contexts for ldi %p, %dx%d",
+                 static_cast<void*>(this), area.x, area.y);
+  }
+  binding.restore();
+  return ready;
 }
 
 bool DrawableInfo::setupReadbackContexts() {
@@ -141,15 +149,13 @@ bool DrawableInfo::setupReadbackContexts() {
   Display* const local = _getLocalDisplay(nullptr);
   if (local == nullptr) return false;
   MutexLock lock(getLocalDisplayMutex());
-  if (readContext != nullptr && system_glXMakeCurrent(local, localDrawable, readContext)) {
-    return true;
-  }
+  bool bound = readContext != nullptr && system_glXMakeCurrent(local, localDrawable, readContext);
+  if (bound && readContextPrepared) return true;
 
   const auto create = [&] {
     readContext = system_glXCreateNewContext(local, fbconfig, GLX_RGBA_TYPE, nullptr, True);
     return readContext != nullptr;
   };
-  bool bound = false;
   if (readContext == nullptr) {
     if (!create()) {
       lock.unlock();
@@ -162,6 +168,7 @@ bool DrawableInfo::setupReadbackContexts() {
     ZOLGL_INFO("Failed to make GLX context current to the local drawable");
     system_glXMakeCurrent(local, None, nullptr);
     system_glXDestroyContext(local, readContext);
+    readContextPrepared = false;
     if (!create()) {
       lock.unlock();
       ZOLGL_WARNING("Failed to recreate GLX read context");
@@ -175,6 +182,7 @@ bool DrawableInfo::setupReadbackContexts() {
   }
 
   prepareReadContext();
+  readContextPrepared = true;
   ReadbackContext* object = nullptr;
   if (isMultiThreadApplication() && !conf::settings().forceSingleThreadReadback) {
     ZOLGL_DEBUG("Multi thread readback");

@@ -2,6 +2,7 @@
 
 #include "foundation/conf_settings.h"
 #include "foundation/log.h"
+#include "foundation/mutex.h"
 #include "frame/frame_size.h"
 #include "visual/x_memory.h"
 
@@ -34,6 +35,13 @@ private:
   bool installed = true;
 };
 
+// Held while a painter gives up its resources and while their connection is closed.
+zol::Mutex* connectionMutex() {
+  static auto* const mutex = new zol::Mutex(false);
+  return mutex;
+}
+Display* closedConnection = nullptr; // guarded by connectionMutex()
+
 char* const shmatFailed = reinterpret_cast<char*>(-1);
 
 } // namespace
@@ -56,12 +64,21 @@ XImagePainter::~XImagePainter() {
 
 void XImagePainter::release() {
   if (!display) return;
+  const MutexLock lock(connectionMutex());
+  const bool open = display != closedConnection;
+  if (!open) segmentAttached = false; // the server has let go of it
   const bool painted = image != nullptr;
   releaseImage();
-  if (gc) XFreeGC(display, gc);
+  if (gc && open) XFreeGC(display, gc);
   gc = nullptr;
-  if (painted) XSync(display, True);
+  if (painted && open) XSync(display, True);
   display = nullptr;
+}
+
+void closePaintingConnection(Display* connection) {
+  const MutexLock lock(connectionMutex());
+  closedConnection = connection;
+  XCloseDisplay(connection);
 }
 
 bool XImagePainter::setup(Display* appDisplay, VisualID visual, int width, int height) {

@@ -30,8 +30,8 @@ public:
   // Paints the image at (0, 0) of the drawable. Does nothing without an image.
   void draw(Display* display, int width, int height);
 
-  // Gives up everything that belongs to the connection, which must still be open; setup() starts
-  // anew. For connections that are closed before the painter's end.
+  // Gives up everything that belongs to the connection; setup() starts anew. Any thread, as long as
+  // nobody else uses the painter; the connection may be closed already.
   void release();
 
 private:
@@ -54,6 +54,9 @@ private:
   bool segmentMapped = false;   // `image` lies in the segment at shmInfo.shmaddr
   bool segmentAttached = false; // and the server has it too
 };
+
+// Closes the connection that painters paint on. They may end later, and on other threads.
+void closePaintingConnection(Display* display);
 
 } // namespace zol::gl
 

@@ -13,6 +13,7 @@
 using zol::MutexLock;
 using zol::gl::DrawableInfo;
 using zol::gl::DrawableRef;
+using zol::gl::LOCAL_PIXMAP;
 
 namespace {
 
@@ -56,7 +57,8 @@ void zol_glXBindTexImageEXT(Display* dpy, GLXDrawable drawable, int buffer, cons
   GLXDrawable localDrawable = None;
   if (const DrawableRef record = findBound(drawable, __PRETTY_FUNCTION__)) {
     ZOLGL_DEBUG("Drawable ldi: %p", static_cast<void*>(record.get()));
-    if (upload(dpy, local, record.get())) localDrawable = record->localDrawable;
+    if (record->type == LOCAL_PIXMAP && upload(dpy, local, record.get()))
+      localDrawable = record->localDrawable;
   }
   const MutexLock lock(getLocalDisplayMutex());
   system_glXBindTexImageEXT(local, localDrawable, buffer, attribs);

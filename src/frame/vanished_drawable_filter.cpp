@@ -22,24 +22,14 @@ struct VanishedDrawableFilter::Handler {
   _XAsyncHandler record{};
 };
 
-VanishedDrawableFilter::VanishedDrawableFilter(Display* display)
-    : display_(display), handler_(new Handler) {
-  LockDisplay(display_);
-  handler_->record.next = display_->async_handlers;
+VanishedDrawableFilter::VanishedDrawableFilter(Display* display) : handler_(new Handler) {
+  LockDisplay(display);
+  handler_->record.next = display->async_handlers;
   handler_->record.handler = takeError;
-  display_->async_handlers = &handler_->record;
-  UnlockDisplay(display_);
+  display->async_handlers = &handler_->record;
+  UnlockDisplay(display);
 }
 
-VanishedDrawableFilter::~VanishedDrawableFilter() {
-  XSync(display_, xFalse); // errors of what was sent before still come by here
-  {
-    Display* const dpy = display_; // the name that Xlib's macros use
-    LockDisplay(dpy);
-    DeqAsyncHandler(dpy, &handler_->record);
-    UnlockDisplay(dpy);
-  }
-  delete handler_;
-}
+VanishedDrawableFilter::~VanishedDrawableFilter() = default;
 
 } // namespace zol::gl

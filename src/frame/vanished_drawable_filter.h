@@ -2,11 +2,13 @@
 
 #include <X11/Xlib.h>
 
+#include <memory>
+
 namespace zol::gl {
 
 // Takes the X errors that a drawable raises on one connection because it is gone, so that they do
 // not reach the program's error handler, which may end the program. Every other error goes its
-// usual way. The filter must outlive the connection's use and end before it is closed.
+// usual way. The filter must outlive the connection: Xlib knows it until then.
 class VanishedDrawableFilter {
 public:
   explicit VanishedDrawableFilter(Display* display);
@@ -16,8 +18,7 @@ public:
 
 private:
   struct Handler; // Xlib's record, kept out of this header with the macros that it brings
-  Display* const display_;
-  Handler* const handler_;
+  const std::unique_ptr<Handler> handler_;
 };
 
 } // namespace zol::gl

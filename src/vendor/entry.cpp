@@ -31,11 +31,18 @@ bool hooksInitialised = false;
 bool initDone = false;
 bool finiDone = false;
 
+// Ends the program where it must not go on. GLVND calls us under its lock and takes it again when
+// the process exits in the ordinary way, so nothing that is registered for the exit may run.
+[[noreturn]] void refuseToRun() {
+  std::fflush(nullptr);
+  std::_Exit(1);
+}
+
 void loadRuntimeSymbolsOrExit() {
   if (zol::initRuntimeSymbols()) return;
   std::fputs("Failed to load libpthread.so.0 functions", stderr);
   zol::finiRuntimeSymbols();
-  std::exit(1);
+  refuseToRun();
 }
 
 // The three of GLVND's questions that the system vendor answers once it is bound.
@@ -158,7 +165,7 @@ void zol_init(void* systemVendorHandle) {
   if (settings.disableDriverUnload) setenv("__GL_NO_DSO_FINALIZER", "1", 1);
   if (std::getenv("__GL_SINGLE_THREADED") != nullptr) {
     ZOLGL_ERROR_STDERR("environment variable __GL_SINGLE_THREADED is set. Unable to continue");
-    std::exit(1);
+    refuseToRun();
   }
   setup_sysgl(systemVendorHandle);
   if (settings.initializeCopybackAtInit) {

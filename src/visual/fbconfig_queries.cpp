@@ -168,7 +168,7 @@ GLXFBConfig* zol_glXGetFBConfigs(Display* dpy, int screen, int* nelements) {
 int zol_glXGetFBConfigAttrib(Display* dpy, GLXFBConfig config, int attribute, int* value) {
   ZOLGL_DEBUG("START");
   initializeVisualMap(dpy, DefaultScreen(dpy), nullptr);
-  Display* const local = _getLocalDisplay(nullptr);
+  Display* const local = localDisplayFor(dpy, nullptr);
   if (local == nullptr) return 0;
 
   int status = 0;

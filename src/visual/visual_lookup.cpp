@@ -49,7 +49,7 @@ LocalVisualInfo* _getLVI(Display* appDisplay, VisualID id, zol::gl::TSD* tsd) {
 
 LocalVisualInfo* _getLVI(Display* appDisplay, GLXFBConfig localConfig, zol::gl::TSD* tsd) {
   initializeVisualMap(appDisplay, DefaultScreen(appDisplay), tsd);
-  Display* const local = _getLocalDisplay(tsd);
+  Display* const local = localDisplayFor(appDisplay, tsd);
   if (!local) return nullptr;
   void* const configAddress = localConfig; // for the messages
 
