@@ -8,6 +8,7 @@
 #include "foundation/log.h"
 #include "foundation/log_values.h"
 #include "vendor/system_functions.h"
+#include "visual/local_fbconfig.h"
 #include "visual/visual_map.h"
 
 #include <memory>
@@ -131,7 +132,7 @@ GLXContext zol_glXCreateContext(Display* dpy, XVisualInfo* vis, GLXContext share
   }
   GLXFBConfig const config = lvi->bestFBConfig();
   return createOnLocalDisplay(dpy, tsd, lvi, config, __PRETTY_FUNCTION__, [=, local = local] {
-    return system_glXCreateNewContext(local, config, GLX_RGBA_TYPE, share, True);
+    return system_glXCreateNewContext(local, fbconfigOn(local, config), GLX_RGBA_TYPE, share, True);
   });
 }
 
@@ -149,7 +150,7 @@ GLXContext zol_glXCreateNewContext(Display* dpy, GLXFBConfig config, int renderT
     ZOLGL_DEBUG("forcing fbconfig %x, render type %d", hex32(config), renderType);
   }
   return createOnLocalDisplay(dpy, tsd, lvi, config, __PRETTY_FUNCTION__, [=, local = local] {
-    return system_glXCreateNewContext(local, config, renderType, share, True);
+    return system_glXCreateNewContext(local, fbconfigOn(local, config), renderType, share, True);
   });
 }
 
@@ -179,7 +180,8 @@ GLXContext zol_glXCreateContextAttribsARB(Display* dpy, GLXFBConfig config, GLXC
   }
   return createOnLocalDisplay(dpy, tsd, lvi, config, __PRETTY_FUNCTION__, [=, local = local] {
     return system_glXCreateContextAttribsARB != nullptr
-               ? system_glXCreateContextAttribsARB(local, config, share, True, attribs)
+               ? system_glXCreateContextAttribsARB(local, fbconfigOn(local, config), share, True,
+                                                   attribs)
                : nullptr;
   });
 }

@@ -59,11 +59,13 @@ static const char* getLocalDisplayName(TSD* tsd) {
   if (resolved) return name;
   if (const char* configured = zol::conf::settings().glDisplay) {
     name = strdup(configured);
-  } else if (tsd->appdpy2 == nullptr || tsd->extCodes == nullptr ||
-             XZolExtGetGLDisplay(tsd->appdpy2, tsd->extCodes, &name) == 0) {
-    ZOLGL_LOG_AS("getLocalDisplayName", ERROR,
-                 "The local 3D accelerated X display is not specified. "
-                 "Using default display (:0.0).");
+  } else if (tsd->appdpy2 == nullptr || tsd->extCodes == nullptr) {
+    ZOLGL_ERROR("The local 3D accelerated X display is not specified. Using default display "
+                "(:0.0).");
+    return ":0.0"; // nobody to ask; threads that can ask still decide
+  } else if (XZolExtGetGLDisplay(tsd->appdpy2, tsd->extCodes, &name) == 0) {
+    ZOLGL_ERROR("The local 3D accelerated X display is not specified. Using default display "
+                "(:0.0).");
     std::free(name);
     name = strdup(":0.0");
   }
@@ -130,9 +132,13 @@ Display* _getLocalDisplay(TSD* tsd) {
   }
   ZOLGL_INFO("opened local display %s mapped to %p", zol::text(name),
              static_cast<void*>(tsd->appdpy));
-  const MutexLock lock(getLocalDisplayMapMutex());
-  (*getLocalDisplayMap())[tsd->appdpy] = local;
-  return local;
+  MutexLock lock(getLocalDisplayMapMutex());
+  Display*& paired = (*getLocalDisplayMap())[tsd->appdpy];
+  if (paired == nullptr) paired = local;
+  Display* const shared = paired; // another thread may have been quicker: one display for both
+  lock.unlock();
+  if (shared != local) XCloseDisplay(local);
+  return shared;
 }
 
 Display* localDisplayFor(Display* dpy, TSD* tsd) {
@@ -159,7 +165,10 @@ void _unsetLocalDisplay(Display* appdpy) {
   if (anyWindowOn(appdpy)) return;
   if (usedByContext) return;
   {
+    // Another thread may have come to the same end; who takes the entry out closes the display.
     const MutexLock lock(getLocalDisplayMapMutex());
+    Display** const paired = getLocalDisplayMap()->find(appdpy);
+    if (paired == nullptr || *paired != local) return;
     getLocalDisplayMap()->erase(appdpy);
   }
   XCloseDisplay(local);

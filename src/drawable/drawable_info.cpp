@@ -9,6 +9,7 @@
 #include "frame/image_painter.h"
 #include "frame/readback_context.h"
 #include "vendor/system_functions.h"
+#include "visual/local_fbconfig.h"
 #include "visual/visual_map.h"
 
 #include <X11/Xutil.h>
@@ -256,7 +257,7 @@ GLXPbuffer createLocalPbuffer(Display* local, int width, int height, GLXFBConfig
                          GLX_PRESERVED_CONTENTS,
                          True,
                          None};
-  return system_glXCreatePbuffer(local, config, attribs);
+  return system_glXCreatePbuffer(local, fbconfigOn(local, config), attribs);
 }
 
 } // namespace zol::gl

@@ -9,6 +9,7 @@
 #include "foundation/log.h"
 #include "foundation/log_values.h"
 #include "vendor/system_functions.h"
+#include "visual/local_fbconfig.h"
 #include "visual/visual_map.h"
 
 using zol::hex32;
@@ -55,7 +56,7 @@ GLXPixmap createPixmap(Display* dpy, Display* local, Pixmap pixmap, const Geomet
   const Window window = getLocalPixmapWindow(local);
   const Pixmap localPixmap =
       XCreatePixmap(local, window, geometry.width, geometry.height, geometry.depth);
-  const GLXPixmap id = system_glXCreatePixmap(local, used, localPixmap, attribs);
+  const GLXPixmap id = system_glXCreatePixmap(local, fbconfigOn(local, used), localPixmap, attribs);
   lock.unlock();
 
   const DrawableRef record(new DrawableInfo(LOCAL_PIXMAP, id, recorded, dpy, geometry.x, geometry.y,
@@ -185,7 +186,7 @@ GLXPbuffer zol_glXCreatePbuffer(Display* dpy, GLXFBConfig config, const int* att
   }
   GLXFBConfig const used = configToUse(config, lvi, __PRETTY_FUNCTION__);
   MutexLock lock(getLocalDisplayMutex());
-  const GLXPbuffer id = system_glXCreatePbuffer(local, used, attribs);
+  const GLXPbuffer id = system_glXCreatePbuffer(local, fbconfigOn(local, used), attribs);
   lock.unlock();
   return recordPbuffer(dpy, id, config, lvi);
 }
@@ -202,7 +203,8 @@ GLXPbufferSGIX zol_glXCreateGLXPbufferSGIX(Display* dpy, GLXFBConfigSGIX config,
     return None;
   }
   MutexLock lock(getLocalDisplayMutex());
-  const GLXPbuffer id = system_glXCreateGLXPbufferSGIX(local, config, width, height, attribs);
+  const GLXPbuffer id =
+      system_glXCreateGLXPbufferSGIX(local, fbconfigOn(local, config), width, height, attribs);
   lock.unlock();
   return recordPbuffer(dpy, id, config, lvi);
 }

@@ -7,6 +7,7 @@
 #include "foundation/log.h"
 #include "foundation/log_values.h"
 #include "vendor/system_functions.h"
+#include "visual/local_fbconfig.h"
 #include "visual/visual_map.h"
 
 #include <algorithm>
@@ -71,7 +72,8 @@ bool ensureThrowawayContext(TSD* tsd, GLXFBConfig fbconfig, const char* label) {
   Display* const local = _getLocalDisplay(tsd);
   if (local == nullptr) return false;
   const MutexLock lock(getLocalDisplayMutex());
-  tsd->throwawayContext = system_glXCreateNewContext(local, fbconfig, GLX_RGBA_TYPE, nullptr, True);
+  tsd->throwawayContext =
+      system_glXCreateNewContext(local, fbconfigOn(local, fbconfig), GLX_RGBA_TYPE, nullptr, True);
   return true;
 }
 

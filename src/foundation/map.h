@@ -120,10 +120,7 @@ public:
       buckets[i] = {&buckets[i], &buckets[i]};
     bucketTotal = BUCKETS;
   }
-  ~MapBase() {
-    clear();
-    std::free(buckets);
-  }
+  ~MapBase() { release(); }
   MapBase(const MapBase&) = delete;
   MapBase& operator=(const MapBase&) = delete;
 
@@ -171,6 +168,14 @@ public:
     for (size_t i = 0; i < bucketTotal; ++i)
       while (buckets[i].next != &buckets[i])
         remove(node(buckets[i].next));
+  }
+
+  // Frees everything: the map has no buckets from then on, look-ups find nothing.
+  void release() {
+    clear();
+    bucketTotal = 0;
+    std::free(buckets);
+    buckets = nullptr;
   }
 
   size_t size() const { return count; }

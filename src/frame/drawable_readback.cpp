@@ -14,6 +14,7 @@
 #include "frame/readback_context.h"
 #include "frame/readback_context_multi_thread.h"
 #include "vendor/system_functions.h"
+#include "visual/local_fbconfig.h"
 
 #include <new>
 #include <sys/time.h>
@@ -152,8 +153,9 @@ bool DrawableInfo::setupReadbackContexts() {
   bool bound = readContext != nullptr && system_glXMakeCurrent(local, localDrawable, readContext);
   if (bound && readContextPrepared) return true;
 
+  GLXFBConfig const localConfig = fbconfigOn(local, fbconfig);
   const auto create = [&] {
-    readContext = system_glXCreateNewContext(local, fbconfig, GLX_RGBA_TYPE, nullptr, True);
+    readContext = system_glXCreateNewContext(local, localConfig, GLX_RGBA_TYPE, nullptr, True);
     return readContext != nullptr;
   };
   if (readContext == nullptr) {
@@ -193,7 +195,7 @@ bool DrawableInfo::setupReadbackContexts() {
   }
   if (object == nullptr) {
     ZOLGL_WARNING("Failed to create readback context");
-  } else if (!object->setSharedContext(local, fbconfig, readContext, dummyPbuffer)) {
+  } else if (!object->setSharedContext(local, localConfig, readContext, dummyPbuffer)) {
     ZOLGL_WARNING("Failed to set readback context");
   }
   // A pass of the copyback thread may still use the object that goes; it is deleted with the

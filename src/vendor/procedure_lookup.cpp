@@ -17,14 +17,24 @@
 #include "visual/fbconfig_queries.h"
 #include "visual/visual_queries.h"
 
+#include <cstddef>
 #include <cstring>
 #include <iterator>
+#include <new>
 
 namespace {
 
 using zol::text;
 
-zol::Map<const char*, void*> interposerTable;
+using InterposerTable = zol::Map<const char*, void*>;
+
+// Emptied at exit but not destroyed: a program may look names up while it ends, and then gets the
+// driver's functions.
+alignas(InterposerTable) std::byte interposerStorage[sizeof(InterposerTable)];
+InterposerTable& interposerTable = *new (interposerStorage) InterposerTable;
+struct InterposerTableEnd {
+  ~InterposerTableEnd() { interposerTable.release(); }
+} const interposerTableEnd;
 
 const char* asText(const GLubyte* name) {
   return reinterpret_cast<const char*>(name);

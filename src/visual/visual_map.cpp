@@ -5,6 +5,7 @@
 #include "foundation/conf_settings.h"
 #include "foundation/log.h"
 #include "vendor/system_functions.h"
+#include "visual/local_fbconfig.h"
 #include "visual/match_extension.h"
 #include "visual/x_memory.h"
 
@@ -169,5 +170,6 @@ void initializeVisualMap(Display* appDisplay, int screen, zol::gl::TSD* tsd) {
                 static_cast<void*>(admitted), static_cast<void*>(admitted->bestFBConfig()), id,
                 admitted->localVisual.visualId, appId);
   }
+  setHomeOfFBConfigs(local);
   visualMapInitialized = true;
 }

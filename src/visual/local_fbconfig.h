@@ -1,0 +1,14 @@
+#pragma once
+
+#include "vendor/glx_api.h"
+
+// Handles of FBConfigs belong to the connection that they were asked on, and the visual map was
+// built on one. A program with several connections has several local displays; before the driver
+// sees a handle on another of them it is exchanged for that one's handle of the same id.
+
+// Says which local display the visual map's handles belong to. Called once, by the map's build.
+void setHomeOfFBConfigs(Display* local);
+
+// `config` as `local` knows it: the same handle on the map's own local display, and wherever none
+// of the same id is found. Hold the local display mutex.
+GLXFBConfig fbconfigOn(Display* local, GLXFBConfig config);
