@@ -62,8 +62,8 @@ void registerDebugCallback(ContextInfo* info, const char* label) {
 }
 
 bool canRegisterDebugCallback() {
-  return zol::conf::settings().addGlDebugCallback && system_glDebugMessageCallback != nullptr &&
-         system_glDebugMessageControl != nullptr;
+  return zol::conf::settings().addGlDebugCallback && system_glEnable != nullptr &&
+         system_glDebugMessageCallback != nullptr && system_glDebugMessageControl != nullptr;
 }
 
 } // namespace

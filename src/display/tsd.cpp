@@ -4,7 +4,9 @@
 #include "foundation/log.h"
 #include "foundation/runtime_symbols.h"
 
-zol::TLSKey tsdKey = -1;
+#include <new>
+
+std::atomic<zol::TLSKey> tsdKey{-1};
 
 namespace zol::gl {
 
@@ -24,13 +26,14 @@ TSD::~TSD() {
 } // namespace zol::gl
 
 zol::gl::TSD* getTSD() {
-  if (tsdKey == -1) return nullptr;
-  const auto key = static_cast<pthread_key_t>(tsdKey);
-  if (void* const existing = zol::runtimeSymbols.pthread_getspecific(key)) {
+  const zol::TLSKey key = tsdKey;
+  if (key == -1) return nullptr;
+  const auto pthreadKey = static_cast<pthread_key_t>(key);
+  if (void* const existing = zol::runtimeSymbols.pthread_getspecific(pthreadKey)) {
     return static_cast<zol::gl::TSD*>(existing);
   }
   auto* const tsd = new (std::nothrow) zol::gl::TSD;
-  if (tsd != nullptr) zol::runtimeSymbols.pthread_setspecific(key, tsd);
+  if (tsd != nullptr) zol::runtimeSymbols.pthread_setspecific(pthreadKey, tsd);
   return tsd;
 }
 
@@ -38,8 +41,10 @@ void cleanupTSD(void* tsd) {
   if (tsd == nullptr) return;
   // The thread's value is already cleared when a key's destructor runs. It is put back for the time
   // being, or clean-up that asks for the record would make a second one.
-  const auto key = static_cast<pthread_key_t>(tsdKey);
-  if (tsdKey != -1) zol::runtimeSymbols.pthread_setspecific(key, tsd);
+  const auto setValue = [key = tsdKey.load()](void* value) {
+    if (key != -1) zol::runtimeSymbols.pthread_setspecific(static_cast<pthread_key_t>(key), value);
+  };
+  setValue(tsd);
   delete static_cast<zol::gl::TSD*>(tsd);
-  if (tsdKey != -1) zol::runtimeSymbols.pthread_setspecific(key, nullptr);
+  setValue(nullptr);
 }

@@ -4,6 +4,8 @@
 #include "foundation/tls_key.h"
 #include "vendor/glx_api.h"
 
+#include <atomic>
+
 namespace zol::gl {
 
 // What one thread that calls GL has set up and has current. Belongs to its thread; needs no lock.
@@ -25,7 +27,7 @@ struct TSD {
 } // namespace zol::gl
 
 // Key of the per-thread record; -1 before initialisation and after finalisation.
-extern zol::TLSKey tsdKey;
+extern std::atomic<zol::TLSKey> tsdKey;
 
 // The calling thread's record, created at its first call; null when there is no key.
 zol::gl::TSD* getTSD();

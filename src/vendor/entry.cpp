@@ -4,6 +4,7 @@
 #include "display/zol_ext.h"
 #include "foundation/conf_settings.h"
 #include "foundation/log.h"
+#include "foundation/log_values.h"
 #include "foundation/process.h"
 #include "foundation/runtime_symbols.h"
 #include "foundation/tls_key.h"
@@ -39,7 +40,11 @@ bool finiDone = false;
 }
 
 void loadRuntimeSymbolsOrExit() {
-  if (zol::initRuntimeSymbols()) return;
+  if (runtimeSymbolsLoaded) return; // other threads may be using the table by now
+  if (zol::initRuntimeSymbols()) {
+    runtimeSymbolsLoaded = true;
+    return;
+  }
   std::fputs("Failed to load libpthread.so.0 functions", stderr);
   zol::finiRuntimeSymbols();
   refuseToRun();
@@ -73,12 +78,14 @@ bool applicationDisplayIsOurs() {
 } // namespace
 
 static void* __glXGLVNDGetDispatchAddress(const GLubyte* name) {
-  ZOLGL_DEBUG("Logging get dispatch address for %s", reinterpret_cast<const char*>(name));
+  ZOLGL_DEBUG("Logging get dispatch address for %s",
+              zol::text(reinterpret_cast<const char*>(name)));
   return nullptr;
 }
 
 static void __glXGLVNDSetDispatchIndex(const GLubyte* name, int) {
-  ZOLGL_DEBUG("Logging set dispatch index for call %s", reinterpret_cast<const char*>(name));
+  ZOLGL_DEBUG("Logging set dispatch index for call %s",
+              zol::text(reinterpret_cast<const char*>(name)));
 }
 
 int xerr(Display*, XErrorEvent*) {
@@ -88,7 +95,6 @@ int xerr(Display*, XErrorEvent*) {
 int __glx_Main(uint32_t version, const __GLXapiExports* exports, __GLXvendorInfo* vendor,
                __GLXapiImports* imports) {
   loadRuntimeSymbolsOrExit();
-  runtimeSymbolsLoaded = true;
   zol::conf::Settings::init();
   ZOLGL_DEBUG("START");
   ZOLGL_INFO(kBanner, ZOL_VERSION, ZOL_WORD_SIZE);
@@ -140,7 +146,7 @@ int __glx_Main(uint32_t version, const __GLXapiExports* exports, __GLXvendorInfo
 }
 
 void zol_init(void* systemVendorHandle) {
-  if (!runtimeSymbolsLoaded) loadRuntimeSymbolsOrExit();
+  loadRuntimeSymbolsOrExit();
   ZOLGL_DEBUG("START");
   if (initDone) {
     ZOLGL_DEBUG("already done");
@@ -180,8 +186,8 @@ void zol_fini() {
   finiDone = true;
   ZOLGL_DEBUG("START");
   zol::Singleton<zol::gl::Copyback>::instance()->stop();
-  zol::runtimeSymbols.pthread_key_delete(static_cast<pthread_key_t>(tsdKey));
-  tsdKey = -1;
+  const zol::TLSKey key = tsdKey.exchange(-1);
+  if (key != -1) zol::runtimeSymbols.pthread_key_delete(static_cast<pthread_key_t>(key));
   ZOLGL_DEBUG("DONE");
   zol::finiRuntimeSymbols();
 }

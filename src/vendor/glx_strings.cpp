@@ -164,6 +164,7 @@ char* buildExtensionsString(const char* systemExtensions) {
 }
 
 const GLubyte* zol_glGetStringi(GLenum name, GLuint index) {
+  if (system_glGetStringi == nullptr) return nullptr; // a driver older than indexed queries
   const GLubyte* const text = system_glGetStringi(name, index);
   if (text == nullptr || strcasecmp(reinterpret_cast<const char*>(text), kMaskedExtension) != 0) {
     return text;

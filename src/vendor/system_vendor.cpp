@@ -5,6 +5,7 @@
 #include "foundation/log.h"
 #include "foundation/log_values.h"
 #include "foundation/strings.h"
+#include "vendor/entry.h"
 #include "vendor/vendor_state.h"
 
 #include <X11/Xlib-xcb.h>
@@ -48,6 +49,7 @@ std::optional<CString> chooseLocalDisplayName(const char* label) {
     ZOLGL_LOG_AS(label, WARNING,
                  "The local 3D accelerated X display is not specified. Using default "
                  "display (:0.0).");
+    std::free(name); // a server may send one and refuse it all the same
     name = strdup(":0.0");
   }
   XCloseDisplay(appDisplay);
@@ -74,6 +76,10 @@ CString queryVendorNames(const char* displayName, const char* label) {
   return names;
 }
 
+void warnOfSelf(const char* vendor, const char* label) {
+  ZOLGL_LOG_AS(label, WARNING, "System vendor '%s' is this library itself, skipping", vendor);
+}
+
 // Loads one vendor library and lets it fill vendorState.systemImports.
 bool loadVendor(const char* fileName, const char* label) {
   ZOLGL_LOG_AS(label, DEBUG, "Attempting to load detected system glVND vendor library '%s'...",
@@ -88,6 +94,12 @@ bool loadVendor(const char* fileName, const char* label) {
   const auto vendorMain = reinterpret_cast<__PFNGLXMAINPROC>(dlsym(handle, "__glx_Main"));
   if (vendorMain == nullptr) {
     ZOLGL_LOG_AS(label, WARNING, "System vendor  '%s' does not seem to support glVND", fileName);
+    dlclose(handle);
+    return false;
+  }
+  // A link under another name is still this library.
+  if (vendorMain == &__glx_Main) {
+    warnOfSelf(fileName, label);
     dlclose(handle);
     return false;
   }
@@ -109,8 +121,7 @@ bool loadVendor(const char* fileName, const char* label) {
 // Whether `fileName` holds the library for `vendor`; names that cannot be tried are said so.
 bool formFileName(char (&fileName)[255], const std::string& vendor, const char* label) {
   if (vendor == kOwnVendorName) {
-    ZOLGL_LOG_AS(label, WARNING, "System vendor '%s' is this library itself, skipping",
-                 vendor.c_str());
+    warnOfSelf(vendor.c_str(), label);
     return false;
   }
   std::memset(fileName, 0, sizeof fileName);

@@ -167,6 +167,9 @@ bool _setupAppDisplay(Display*, zol::gl::TSD*) {
 Display* _getLocalDisplay(zol::gl::TSD*) {
   return world.hasLocalDisplay ? fake::local : nullptr;
 }
+Display* localDisplayFor(Display*, zol::gl::TSD* tsd) {
+  return _getLocalDisplay(tsd);
+}
 zol::Mutex* getLocalDisplayMutex() {
   static auto* const mutex = new zol::Mutex(false);
   return mutex;
