@@ -5,6 +5,7 @@
 #include "foundation/log.h"
 #include "foundation/log_values.h"
 #include "vendor/system_functions.h"
+#include "visual/local_fbconfig.h"
 #include "visual/visual_map.h"
 #include "visual/x_memory.h"
 
@@ -110,7 +111,7 @@ int queryVisualId(Display* local, GLXFBConfig config, int* value, const char* or
   if (entry == nullptr) {
     int configId = 0;
     system_glXGetFBConfigAttrib(local, config, GLX_FBCONFIG_ID, &configId);
-    entry = findByConfigId(local, configId);
+    entry = findByConfigId(homeOfFBConfigs(local), configId);
   }
   if (entry != nullptr) {
     *value = static_cast<int>(entry->appVisual.visualId);

@@ -32,17 +32,31 @@ HandlesById& handlesOf(Display* local) {
   return *handles;
 }
 
+// The handle on `to` of what `config` is on `from`; `config` itself where `from` does not know it.
+GLXFBConfig exchange(Display* from, Display* to, GLXFBConfig config) {
+  const int id = idOf(from, config);
+  if (id == 0) return config;
+  const GLXFBConfig* const counterpart = handlesOf(to).find(id);
+  return counterpart != nullptr ? *counterpart : config;
+}
+
 } // namespace
 
 void setHomeOfFBConfigs(Display* local) {
   home = local;
 }
 
+Display* homeOfFBConfigs(Display* otherwise) {
+  Display* const known = home;
+  return known != nullptr ? known : otherwise;
+}
+
 GLXFBConfig fbconfigOn(Display* local, GLXFBConfig config) {
-  Display* const homeDisplay = home;
-  if (local == homeDisplay || homeDisplay == nullptr || config == nullptr) return config;
-  const int id = idOf(homeDisplay, config);
-  if (id == 0) return config; // not one of the map's: it came from `local`
-  GLXFBConfig* const counterpart = handlesOf(local).find(id);
-  return counterpart != nullptr ? *counterpart : config;
+  Display* const known = homeOfFBConfigs(local);
+  return local == known || config == nullptr ? config : exchange(known, local, config);
+}
+
+GLXFBConfig fbconfigAtHome(Display* local, GLXFBConfig config) {
+  Display* const known = homeOfFBConfigs(local);
+  return local == known || config == nullptr ? config : exchange(local, known, config);
 }

@@ -9,6 +9,12 @@
 // Says which local display the visual map's handles belong to. Called once, by the map's build.
 void setHomeOfFBConfigs(Display* local);
 
+// The local display that they belong to; `otherwise` before the map is built.
+Display* homeOfFBConfigs(Display* otherwise);
+
 // `config` as `local` knows it: the same handle on the map's own local display, and wherever none
 // of the same id is found. Hold the local display mutex.
 GLXFBConfig fbconfigOn(Display* local, GLXFBConfig config);
+
+// The way back: the visual map's handle for a `config` of `local`. Hold the local display mutex.
+GLXFBConfig fbconfigAtHome(Display* local, GLXFBConfig config);

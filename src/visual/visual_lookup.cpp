@@ -1,6 +1,7 @@
 #include "display/pairing.h"
 #include "foundation/log.h"
 #include "vendor/system_functions.h"
+#include "visual/local_fbconfig.h"
 #include "visual/visual_map.h"
 #include "visual/x_memory.h"
 
@@ -84,7 +85,10 @@ LocalVisualInfo* _getLVI(Display* appDisplay, GLXFBConfig localConfig, zol::gl::
   }
 
   const bool hasAlpha = rgba != 0 && alphaSize >= 1;
-  LocalVisualInfo* const owner = findOwner(localConfig, hasAlpha, visual->depth);
+  MutexLock homeLock(getLocalDisplayMutex());
+  GLXFBConfig const mapped = fbconfigAtHome(local, localConfig);
+  homeLock.unlock();
+  LocalVisualInfo* const owner = findOwner(mapped, hasAlpha, visual->depth);
   if (!owner) {
     ZOLGL_DEBUG("LVI for fbconfig %p not found (again)", configAddress);
     return nullptr;
