@@ -49,6 +49,13 @@ GLXFBConfig getFBConfig(GLXContext context) {
   return nullptr;
 }
 
+bool livesOnlyWhileCurrent(GLXContext context) {
+  if (context == nullptr) return false;
+  const MutexLock lock(getContextMutex());
+  const ContextInfo* const info = findContext(context);
+  return info != nullptr && info->destroyed;
+}
+
 bool anyContextOn(Display* appDisplay) {
   const MutexLock lock(getContextMutex());
   for (const auto& node : *getContextMap()) {

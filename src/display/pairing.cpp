@@ -8,6 +8,7 @@
 #include "foundation/conf_settings.h"
 #include "foundation/log.h"
 #include "foundation/log_values.h"
+#include "visual/local_fbconfig.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -171,6 +172,7 @@ void _unsetLocalDisplay(Display* appdpy) {
     if (paired == nullptr || *paired != local) return;
     getLocalDisplayMap()->erase(appdpy);
   }
+  forgetFBConfigsOf(local);
   XCloseDisplay(local);
   ZOLGL_INFO("closed local display %p mapped to %p", static_cast<void*>(local),
              static_cast<void*>(appdpy));

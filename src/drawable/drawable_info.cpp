@@ -1,5 +1,6 @@
 #include "drawable/drawable_info.h"
 
+#include "display/context_map.h"
 #include "display/pairing.h"
 #include "display/tsd.h"
 #include "display/zol_ext.h"
@@ -59,6 +60,8 @@ DrawableInfo::~DrawableInfo() {
 void DrawableInfo::releaseLocalObjects(Display* local) {
   const char* const label = "virtual zol::gl::DrawableInfo::~DrawableInfo()";
   ZOLGL_LOG_AS(label, DEBUG, "Destroying DrawableInfo %p", static_cast<void*>(this));
+  const TSD* const tsd = getTSD();
+  const bool mayUnbind = tsd == nullptr || !livesOnlyWhileCurrent(tsd->context);
   const MutexLock lock(getLocalDisplayMutex());
   GLXContext const previousContext = system_glXGetCurrentContext();
   GLXDrawable const previousDrawable = system_glXGetCurrentDrawable();
@@ -71,7 +74,7 @@ void DrawableInfo::releaseLocalObjects(Display* local) {
   if (readContext != nullptr) {
     ZOLGL_LOG_AS(label, INFO, "Destroying read context");
     if (ReadbackContext* const object = readbackObject.exchange(nullptr)) {
-      if (conf::settings().switchContextOnDrawableDestruction) {
+      if (conf::settings().switchContextOnDrawableDestruction && mayUnbind) {
         if (system_glXMakeCurrent(local, localDrawable, readContext)) {
           object->releaseOGLResources();
           system_glXMakeCurrent(local, previousDrawable, previousContext);
@@ -214,7 +217,7 @@ void DrawableInfo::checkForResize() {
   Display* const local = _getLocalDisplay(nullptr);
   if (tsd == nullptr || local == nullptr) return;
   if (tsd->drawable.get() == this || tsd->readDrawable.get() == this) {
-    recreateBoundPbuffer(local);
+    if (!livesOnlyWhileCurrent(tsd->context)) recreateBoundPbuffer(local);
   } else {
     updateOffscreenPbuffer();
   }

@@ -103,8 +103,13 @@ bool Copyback::checkStop() {
   return stopRequested_;
 }
 
+bool Copyback::isEnding() {
+  return ending_.load(std::memory_order_relaxed);
+}
+
 void Copyback::stop() {
   ZOLGL_DEBUG("START");
+  ending_ = true;
   if (process_ != getpid()) {
     ZOLGL_DEBUG("DONE");
     return;

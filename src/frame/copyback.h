@@ -8,6 +8,7 @@
 
 #include <X11/Xlib.h>
 
+#include <atomic>
 #include <sys/types.h>
 
 namespace zol::gl {
@@ -39,12 +40,15 @@ public:
 
   void unblock(); // a frame has been read back
   bool checkStop();
-  void stop(); // ends the thread and waits for it
+  static bool isEnding(); // stop() has been called: the process is about to end
+  void stop();            // ends the thread and waits for it
 
   // One pass: waits for a frame, keeps the pace, delivers every pending frame.
   void doCopyback(Display* display, XExtCodes* codes);
 
 private:
+  static inline std::atomic<bool> ending_{false};
+
   Mutex mutex_{false};
   Semaphore wakeup_{0};
   Mutex stopMutex_{false};

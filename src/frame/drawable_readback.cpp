@@ -1,5 +1,6 @@
 // The way of a window's frame back: the readback half of DrawableInfo.
 
+#include "display/context_map.h"
 #include "display/pairing.h"
 #include "display/tsd.h"
 #include "display/zol_ext.h"
@@ -103,6 +104,13 @@ void DrawableInfo::readback() {
   if (settings.noReadback) return;
   if (!isVisible()) {
     ZOLGL_DEBUG("window not visible");
+    return;
+  }
+  // Reading back takes the program's context off the thread for a moment: not while the process
+  // ends and the driver with it, and not from a context that would not survive it.
+  if (Copyback::isEnding()) return;
+  if (livesOnlyWhileCurrent(tsd->context)) {
+    ZOLGL_DEBUG("the context %x is already destroyed", hex32(tsd->context));
     return;
   }
   std::uint64_t now = 0;

@@ -89,13 +89,11 @@ const LocalVisualInfo* findByLocalVisual(unsigned int id) ZOL_REQUIRES(getLVIMut
 
 // The first entry with a candidate of this FBConfig id. Asks the driver under the visual map mutex
 // alone.
-const LocalVisualInfo* findByConfigId(Display* local, int configId) ZOL_REQUIRES(getLVIMutex()) {
+const LocalVisualInfo* findByConfigId(int configId) ZOL_REQUIRES(getLVIMutex()) {
   for (const LocalVisualInfo* const entry : *getListLocalVisuals()) {
     if (entry->appVisual.visualId == 0 || entry->fbConfigs == nullptr) continue;
     for (int i = 0; i < entry->numFBConfigs; ++i) {
-      int id = 0;
-      system_glXGetFBConfigAttrib(local, entry->fbConfigs[i], GLX_FBCONFIG_ID, &id);
-      if (id == configId) return entry;
+      if (idOfMappedFBConfig(entry->fbConfigs[i]) == configId) return entry;
     }
   }
   return nullptr;
@@ -111,7 +109,7 @@ int queryVisualId(Display* local, GLXFBConfig config, int* value, const char* or
   if (entry == nullptr) {
     int configId = 0;
     system_glXGetFBConfigAttrib(local, config, GLX_FBCONFIG_ID, &configId);
-    entry = findByConfigId(homeOfFBConfigs(local), configId);
+    if (configId != 0) entry = findByConfigId(configId);
   }
   if (entry != nullptr) {
     *value = static_cast<int>(entry->appVisual.visualId);

@@ -1,16 +1,20 @@
 #include "visual/local_fbconfig.h"
 
+#include "display/pairing.h"
 #include "foundation/map.h"
 #include "vendor/system_functions.h"
 #include "visual/x_memory.h"
 
 #include <atomic>
+#include <memory>
 
 namespace {
 
 using HandlesById = zol::Map<int, GLXFBConfig>;
+using IdsByHandle = zol::Map<GLXFBConfig, int>;
 
 std::atomic<Display*> home{nullptr};
+std::atomic<IdsByHandle*> idsOfClosedHome{nullptr};
 
 int idOf(Display* local, GLXFBConfig config) {
   int id = 0;
@@ -18,26 +22,35 @@ int idOf(Display* local, GLXFBConfig config) {
   return known ? id : 0;
 }
 
-// Guarded by the local display mutex; kept for the life of the process, as local displays are.
-HandlesById& handlesOf(Display* local) {
-  static auto& byDisplay = *new zol::Map<Display*, HandlesById*>;
-  HandlesById*& handles = byDisplay[local];
-  if (handles != nullptr) return *handles;
-  handles = new HandlesById;
+template <class Visit>
+void forEachFBConfig(Display* local, Visit visit) {
   int count = 0;
   const XMemory<GLXFBConfig> configs(system_glXGetFBConfigs(local, DefaultScreen(local), &count));
   for (int i = 0; configs != nullptr && i < count; ++i) {
-    (*handles)[idOf(local, configs.get()[i])] = configs.get()[i];
+    visit(configs.get()[i], idOf(local, configs.get()[i]));
+  }
+}
+
+// Guarded by the local display mutex.
+zol::Map<Display*, HandlesById*>& handlesByDisplay() {
+  static auto& byDisplay = *new zol::Map<Display*, HandlesById*>;
+  return byDisplay;
+}
+
+HandlesById& handlesOf(Display* local) {
+  HandlesById*& handles = handlesByDisplay()[local];
+  if (handles == nullptr) {
+    handles = new HandlesById;
+    forEachFBConfig(local, [&](GLXFBConfig config, int id) { (*handles)[id] = config; });
   }
   return *handles;
 }
 
-// The handle on `to` of what `config` is on `from`; `config` itself where `from` does not know it.
-GLXFBConfig exchange(Display* from, Display* to, GLXFBConfig config) {
-  const int id = idOf(from, config);
-  if (id == 0) return config;
-  const GLXFBConfig* const counterpart = handlesOf(to).find(id);
-  return counterpart != nullptr ? *counterpart : config;
+GLXFBConfig closedHomeHandle(int id) {
+  for (const auto& node : *idsOfClosedHome.load()) {
+    if (node.value == id) return node.key;
+  }
+  return nullptr;
 }
 
 } // namespace
@@ -46,17 +59,44 @@ void setHomeOfFBConfigs(Display* local) {
   home = local;
 }
 
-Display* homeOfFBConfigs(Display* otherwise) {
-  Display* const known = home;
-  return known != nullptr ? known : otherwise;
+void forgetFBConfigsOf(Display* local) {
+  const zol::MutexLock lock(getLocalDisplayMutex());
+  if (HandlesById** const handles = handlesByDisplay().find(local)) {
+    delete *handles;
+    handlesByDisplay().erase(local);
+  }
+  if (local != home) return;
+  auto* const ids = new IdsByHandle;
+  forEachFBConfig(local, [&](GLXFBConfig config, int id) { (*ids)[config] = id; });
+  idsOfClosedHome = ids;
+  home = nullptr;
+}
+
+int idOfMappedFBConfig(GLXFBConfig mapped) {
+  if (Display* const open = home) return idOf(open, mapped);
+  const IdsByHandle* const ids = idsOfClosedHome;
+  const int* const id = ids != nullptr ? ids->find(mapped) : nullptr;
+  return id != nullptr ? *id : 0;
 }
 
 GLXFBConfig fbconfigOn(Display* local, GLXFBConfig config) {
-  Display* const known = homeOfFBConfigs(local);
-  return local == known || config == nullptr ? config : exchange(known, local, config);
+  if (local == home || config == nullptr) return config;
+  const int id = idOfMappedFBConfig(config);
+  if (id == 0) return config; // not one of the map's: it came from `local`
+  GLXFBConfig* const counterpart = handlesOf(local).find(id);
+  return counterpart != nullptr ? *counterpart : config;
 }
 
 GLXFBConfig fbconfigAtHome(Display* local, GLXFBConfig config) {
-  Display* const known = homeOfFBConfigs(local);
-  return local == known || config == nullptr ? config : exchange(local, known, config);
+  Display* const open = home;
+  if (local == open || config == nullptr) return config;
+  if (open == nullptr && idsOfClosedHome == nullptr) return config; // no map yet
+  const int id = idOf(local, config);
+  if (id == 0) return config;
+  if (open == nullptr) {
+    GLXFBConfig const mapped = closedHomeHandle(id);
+    return mapped != nullptr ? mapped : config;
+  }
+  GLXFBConfig* const mapped = handlesOf(open).find(id);
+  return mapped != nullptr ? *mapped : config;
 }

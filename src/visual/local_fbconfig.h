@@ -9,8 +9,11 @@
 // Says which local display the visual map's handles belong to. Called once, by the map's build.
 void setHomeOfFBConfigs(Display* local);
 
-// The local display that they belong to; `otherwise` before the map is built.
-Display* homeOfFBConfigs(Display* otherwise);
+// A local display is about to be closed: the ids of the map's handles are kept if they are its.
+void forgetFBConfigsOf(Display* local);
+
+// The FBConfig id of one of the map's handles; 0 for any other. No lock needed.
+int idOfMappedFBConfig(GLXFBConfig mapped);
 
 // `config` as `local` knows it: the same handle on the map's own local display, and wherever none
 // of the same id is found. Hold the local display mutex.
