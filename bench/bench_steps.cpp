@@ -1,0 +1,132 @@
+// zol-bench-steps: times the steps of a frame's way back one by one.
+
+#include "frame_path.h"
+#include "shm_window.h"
+#include "size.h"
+#include "tools/arguments.h"
+#include "x_connection.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <exception>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace zol::bench;
+using zol::tools::Arguments;
+using zol::tools::UsageError;
+using Clock = std::chrono::steady_clock;
+
+constexpr char kHelp[] = R"(Usage: zol-bench-steps --app-display NAME [--size WxH] [--seconds N]
+
+Times the steps that a frame takes from a program to its window: drawn and read
+back on the current display, painted on another. Each step is waited for, which the
+library itself does not do. Prints one line a step: the name and the median in
+microseconds.
+
+  --app-display NAME  the display of the window
+  --size WxH          size of the frame (default 300x300)
+  --seconds N         measure for N seconds (default 3)
+  --help              show this help
+)";
+
+constexpr int kWarmUpFrames = 5;
+
+struct Options {
+  bool help = false;
+  Size size{300, 300};
+  double seconds = 3;
+  std::string appDisplay;
+
+  static Options parse(Arguments arguments) {
+    Options options;
+    while (!arguments.atEnd()) {
+      if (arguments.takeFlag("--help")) {
+        options.help = true;
+        return options;
+      }
+      if (auto size = arguments.takeValue("--size")) {
+        options.size = Size::parse("--size", *size);
+      } else if (auto seconds = arguments.takeValue("--seconds")) {
+        options.seconds = parseSeconds("--seconds", *seconds);
+      } else if (auto display = arguments.takeValue("--app-display")) {
+        options.appDisplay = *display;
+      } else {
+        throw UsageError("unknown option " + arguments.peek());
+      }
+    }
+    if (options.appDisplay.empty()) throw UsageError("--app-display is missing");
+    return options;
+  }
+};
+
+struct Step {
+  const char* name;
+  std::function<void()> run;
+  std::vector<double> times = {}; // microseconds
+
+  double median() {
+    const auto middle = times.begin() + static_cast<ptrdiff_t>(times.size() / 2);
+    std::nth_element(times.begin(), middle, times.end());
+    return *middle;
+  }
+};
+
+double microsecondsSince(Clock::time_point start) {
+  return std::chrono::duration<double, std::micro>(Clock::now() - start).count();
+}
+
+void measure(const Options& options) {
+  XConnection local;
+  FramePath path(local, options.size);
+  ShmWindow window(options.appDisplay, options.size);
+  std::vector<Step> steps = {
+      {"draw", [&] { path.draw(); }},
+      {"swap", [&] { path.swap(); }},
+      {"ask-window", [&] { window.ask(); }},
+      {"to-read-context", [&] { path.toReadContext(); }},
+      {"flip", [&] { path.flip(); }},
+      {"transfer", [&] { path.transfer(); }},
+      {"to-program-context", [&] { path.toProgramContext(); }},
+      {"copy", [&] { window.copy(path.pixels()); }},
+      {"paint", [&] { window.paint(); }},
+  };
+  const auto start = Clock::now();
+  for (int frame = 0; frame <= kWarmUpFrames || microsecondsSince(start) < options.seconds * 1e6;
+       ++frame) {
+    for (Step& step : steps) {
+      const auto before = Clock::now();
+      step.run();
+      if (frame >= kWarmUpFrames) step.times.push_back(microsecondsSince(before));
+    }
+  }
+  for (Step& step : steps)
+    printf("%s %.0f\n", step.name, step.median());
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+  Options options;
+  try {
+    options = Options::parse(Arguments(argc, argv));
+  } catch (const UsageError& error) {
+    fprintf(stderr, "zol-bench-steps: %s\nTry \"zol-bench-steps --help\".\n", error.what());
+    return 2;
+  }
+  if (options.help) {
+    fputs(kHelp, stdout);
+    return 0;
+  }
+  try {
+    measure(options);
+  } catch (const std::exception& error) {
+    fprintf(stderr, "zol-bench-steps: %s\n", error.what());
+    return 1;
+  }
+  return 0;
+}

@@ -1,0 +1,32 @@
+#include "size.h"
+
+#include "tools/arguments.h"
+
+#include <cmath>
+#include <cstdlib>
+
+namespace zol::bench {
+
+using tools::UsageError;
+
+Size Size::parse(const char* option, const std::string& text) {
+  constexpr int kLargest = 32767; // what the X protocol can address
+  const size_t cross = text.find('x');
+  if (cross != std::string::npos) {
+    const auto width = tools::parseNumber(text.substr(0, cross), kLargest);
+    const auto height = tools::parseNumber(text.substr(cross + 1), kLargest);
+    if (width.value_or(0) > 0 && height.value_or(0) > 0) return {*width, *height};
+  }
+  throw UsageError(std::string(option) + " " + text + " is not of the form WxH");
+}
+
+double parseSeconds(const char* option, const std::string& text) {
+  char* end = nullptr;
+  const double seconds = strtod(text.c_str(), &end);
+  if (end == text.c_str() || *end != '\0' || !std::isfinite(seconds) || seconds <= 0) {
+    throw UsageError(std::string(option) + " " + text + " is not a number of seconds above 0");
+  }
+  return seconds;
+}
+
+} // namespace zol::bench

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "tools/arguments.h"
+
+#include <string>
+
+namespace zol::server {
+
+// The text of an xorg.conf for a server without GPU, console and input devices whose one screen has
+// exactly the given size. An empty name leaves its option out.
+std::string xorgConfig(const tools::Geometry& geometry, const std::string& glDisplay,
+                       const std::string& vendorNames);
+
+} // namespace zol::server

@@ -1,0 +1,62 @@
+#include "softgpu/copy_contexts.h"
+
+#include "softgpu/driver.h"
+#include "softgpu/error_trap.h"
+
+#include <new>
+
+namespace zol::softgpu {
+
+CopyContexts::~CopyContexts() {
+  const std::lock_guard lock(mutex_);
+  if (!closed_) destroyIdle();
+}
+
+CopyContexts::Loan::~Loan() {
+  if (!context_) return;
+  const std::lock_guard lock(from_.mutex_);
+  if (!from_.closed_) from_.idle_.push_back(context_); // never grows: take() has reserved the place
+}
+
+void CopyContexts::displayCloses() {
+  const std::lock_guard lock(mutex_);
+  destroyIdle();
+  closed_ = true;
+}
+
+GLXContext CopyContexts::take() {
+  const std::lock_guard lock(mutex_);
+  if (closed_) return nullptr;
+  if (!idle_.empty()) {
+    GLXContext context = idle_.back();
+    idle_.pop_back();
+    return context;
+  }
+  try {
+    idle_.reserve(created_ + 1);
+    GLXContext context = create();
+    created_ += context ? 1 : 0;
+    return context;
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
+GLXContext CopyContexts::create() const {
+  int renderTypes = 0;
+  driver.glXGetFBConfigAttrib(display_, config_, GLX_RENDER_TYPE, &renderTypes);
+  const int type = renderTypes & GLX_RGBA_BIT ? GLX_RGBA_TYPE : GLX_RGBA_FLOAT_TYPE_ARB;
+  ErrorTrap trap(display_);
+  GLXContext context = driver.glXCreateNewContext(display_, config_, type, nullptr, True);
+  if (!context || (!trap.caught() && driver.glXIsDirect(display_, context))) return context;
+  driver.glXDestroyContext(display_, context);
+  return nullptr;
+}
+
+void CopyContexts::destroyIdle() {
+  for (GLXContext context : idle_)
+    driver.glXDestroyContext(display_, context);
+  idle_.clear();
+}
+
+} // namespace zol::softgpu

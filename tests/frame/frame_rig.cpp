@@ -1,0 +1,71 @@
+#include "frame/frame_rig.h"
+
+namespace zol::rig {
+
+void FrameRig::open(unsigned width, unsigned height, int x, int y) {
+  start();
+  outside::holdDeliveries();
+  display_ = openDisplay();
+  context_ = createContext(display_, visuals_.doubled);
+  window_ = createWindow(display_, visuals_.doubled, width, height);
+  XMoveWindow(display_, window_, x, y);
+  XSync(display_, False);
+  ASSERT_EQ(makeCurrent(display_, window_, context_), True);
+  forget();
+}
+
+void FrameRig::openFor(XVisualInfo Visuals::*visual, unsigned width, unsigned height) {
+  start();
+  outside::holdDeliveries();
+  display_ = openDisplay();
+  context_ = createContext(display_, visuals_.*visual);
+  window_ = createWindow(display_, visuals_.*visual, width, height);
+  ASSERT_EQ(makeCurrent(display_, window_, context_), True);
+  forget();
+}
+
+void FrameRig::pastFrame() {
+  swap(display_, window_);
+  forget();
+}
+
+void FrameRig::deliverUntil(const std::function<bool()>& condition) {
+  ASSERT_TRUE(eventually(outside::deliveryIsHeld)) << "no pass was begun";
+  outside::letOneDeliveryPass();
+  ASSERT_TRUE(eventually(condition)) << "the pass did not do what was waited for";
+}
+
+void FrameRig::deliver(const std::vector<std::uint32_t>& expected, unsigned width,
+                       unsigned height) {
+  deliverUntil([&] { return pixels(display_, window_, width, height) == expected; });
+}
+
+void FrameRig::passBy() {
+  deliverUntil(outside::deliveryIsHeld);
+}
+
+Lines& FrameRig::otherLog() {
+  return otherLog_ = otherLog_ + loggedByOthers();
+}
+
+Lines& FrameRig::otherCalls() {
+  return otherCalls_ = otherCalls_ + driverCallsOfOthers();
+}
+
+FramePattern FrameRig::picture(unsigned frame) {
+  return [frame](int x, int y) {
+    return 0xff000000u | (frame << 16) | (static_cast<unsigned>(y) << 8) | static_cast<unsigned>(x);
+  };
+}
+
+std::vector<std::uint32_t> FrameRig::pictureOf(unsigned frame, unsigned width, unsigned height) {
+  std::vector<std::uint32_t> pixels;
+  for (unsigned y = 0; y < height; ++y) {
+    for (unsigned x = 0; x < width; ++x) {
+      pixels.push_back(picture(frame)(static_cast<int>(x), static_cast<int>(y)) & 0xffffff);
+    }
+  }
+  return pixels;
+}
+
+} // namespace zol::rig

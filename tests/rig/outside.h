@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+// The library's calls to the world outside (libc, Xlib, libXext), seen and steered by the test: a
+// program linked with zol_test_rig answers them first and passes them on.
+// Thread safety: all functions may be called from any thread.
+namespace zol::rig::outside {
+
+// How often a watched function was called in this process, by whomever: gettimeofday, usleep,
+// XOpenDisplay, XSetErrorHandler, XShmQueryExtension, XShmAttach, XShmPutImage, XPutImage, shmget,
+// shmat, dlopen.
+int calls(const std::string& function);
+// Arguments of the XOpenDisplay calls, "(null)" for a null name.
+std::vector<std::string> openedDisplays();
+
+// `count` calls of the function fail the way it does, after `first` more have gone well.
+void fail(const std::string& function, int count = 1, int first = 0);
+// dlopen of this file name fails.
+void failLoading(const std::string& fileName);
+
+// From now on gettimeofday tells this time, in milliseconds since 1970, until told otherwise;
+// 0: the true time again.
+void setTime(std::uint64_t milliseconds);
+
+// Sleeps of the calling threads are not slept but written down.
+void recordSleeps();
+std::vector<std::uint64_t> sleeps(); // microseconds, of the thread that runs the test
+
+// The copyback thread stops before each delivery pass, in its pacing sleep, and goes on when let.
+void holdDeliveries();
+bool deliveryIsHeld();
+std::uint64_t heldSleep(); // the pacing sleep that was begun last, in microseconds
+void letOneDeliveryPass();
+void letDeliveriesPass();
+
+// Threads other than the one that runs the test stop before they write a log record.
+void holdOtherLogs();
+void letOtherLogs();
+
+} // namespace zol::rig::outside

@@ -1,0 +1,378 @@
+// What GL_FRONT and GL_BACK of a double-buffered pbuffer hold around swaps, seen from every side.
+#include "softgpu/fixture.h"
+
+#include <barrier>
+#include <set>
+#include <thread>
+
+namespace zol::softgpu::test {
+namespace {
+
+using Frames = PbufferTest;
+
+TEST_F(Frames, TheFrontBufferShowsTheFrameAfterASwap) {
+  const GLXPbuffer pbuffer = makePbuffer();
+  makeCurrent(pbuffer, makeContext());
+  const Quadrants frame{red, green, blue, white};
+  fill(frame, width, height);
+  swap(pbuffer);
+  expectQuadrants(GL_FRONT, frame, width, height);
+  EXPECT_EQ(gl.glGetError(), GLenum{GL_NO_ERROR});
+}
+
+TEST_F(Frames, TheFrontBufferKeepsTheFrameWhileTheNextIsDrawn) {
+  const GLXPbuffer pbuffer = makePbuffer();
+  makeCurrent(pbuffer, makeContext());
+  fill(red);
+  swap(pbuffer);
+  fill(green);
+  EXPECT_EQ(whole(GL_FRONT), red);
+  EXPECT_EQ(whole(GL_BACK), green);
+  gl.glFinish();
+  EXPECT_EQ(whole(GL_FRONT), red);
+  swap(pbuffer);
+  EXPECT_EQ(whole(GL_FRONT), green);
+}
+
+TEST_F(Frames, ASwapLeavesTheBackBufferAndTheDepthBufferAsTheyAre) {
+  const GLXPbuffer pbuffer = makePbuffer();
+  makeCurrent(pbuffer, makeContext());
+  fill(red);
+  gl.glClearDepth(0.25);
+  gl.glClear(GL_DEPTH_BUFFER_BIT);
+  swap(pbuffer);
+  EXPECT_EQ(whole(GL_BACK), red);
+  float depth = 0;
+  gl.glReadPixels(5, 5, 1, 1, GL_DEPTH_COMPONENT, GL_FLOAT, &depth);
+  EXPECT_NEAR(depth, 0.25, 1e-6);
+  fill(blue, 0, 0, width / 2, height);
+  swap(pbuffer);
+  expectQuadrants(GL_FRONT, {blue, red, blue, red}, width, height);
+}
+
+TEST_F(Frames, FramesOfAFreshPbufferAreBlackUntilTheFirstSwap) {
+  const GLXPbuffer pbuffer = makePbuffer();
+  makeCurrent(pbuffer, makeContext());
+  fill(red);
+  EXPECT_EQ(whole(GL_FRONT), black);
+}
+
+// As a frame is read back for painting: by a context of its own that shares nothing, bound to the
+// same pbuffer in the same thread, upside down through a texture into a buffer object.
+class FlippedReadback {
+public:
+  void read(int w, int h) {
+    if (!buffer_) {
+      gl.glReadBuffer(GL_FRONT);
+      gl.glGenBuffers(1, &buffer_);
+      gl.glBindBuffer(GL_PIXEL_PACK_BUFFER, buffer_);
+      gl.glGenTextures(1, &texture_);
+      gl.glGenFramebuffers(1, &framebuffer_);
+    }
+    gl.glBufferData(GL_PIXEL_PACK_BUFFER, w * h * 4, nullptr, GL_STREAM_READ);
+    gl.glBindTexture(GL_TEXTURE_RECTANGLE, texture_);
+    gl.glTexImage2D(GL_TEXTURE_RECTANGLE, 0, GL_RGBA8, w, h, 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
+    gl.glBindFramebuffer(GL_FRAMEBUFFER, framebuffer_);
+    gl.glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_RECTANGLE, texture_,
+                              0);
+    gl.glBindFramebuffer(GL_FRAMEBUFFER, 0);
+    gl.glBindFramebuffer(GL_DRAW_FRAMEBUFFER, framebuffer_);
+    gl.glBlitFramebuffer(0, h, w, 0, 0, 0, w, h, GL_COLOR_BUFFER_BIT, GL_NEAREST);
+    gl.glBindFramebuffer(GL_READ_FRAMEBUFFER, framebuffer_);
+    gl.glPixelStorei(GL_PACK_ALIGNMENT, 1);
+    gl.glReadPixels(0, 0, w, h, GL_BGRA, GL_UNSIGNED_BYTE, nullptr);
+    gl.glBindFramebuffer(GL_FRAMEBUFFER, 0);
+    const auto* mapped = static_cast<const uint8_t*>(gl.glMapBufferRange(
+        GL_PIXEL_PACK_BUFFER, 0, static_cast<GLsizeiptr>(w) * h * 4, GL_MAP_READ_BIT));
+    ASSERT_NE(mapped, nullptr);
+    pixels.assign(mapped, mapped + static_cast<size_t>(w) * h * 4);
+    gl.glUnmapBuffer(GL_PIXEL_PACK_BUFFER);
+  }
+  // `colors` from the bottom left of the drawable.
+  void expect(const Quadrants& colors, int w, int h) const {
+    for (int y = 0; y < h; ++y)
+      for (int x = 0; x < w; ++x) {
+        const uint8_t* p = &pixels[(static_cast<size_t>(h - 1 - y) * w + x) * 4];
+        ASSERT_EQ((Color{p[2], p[1], p[0]}), colors[(y >= h / 2) * 2 + (x >= w / 2)])
+            << "at " << x << ", " << y;
+      }
+  }
+  std::vector<uint8_t> pixels;
+
+private:
+  GLuint buffer_ = 0;
+  GLuint texture_ = 0;
+  GLuint framebuffer_ = 0;
+};
+
+TEST_F(Frames, AContextOfItsOwnReadsEveryFrameUpsideDown) {
+  GLXPbuffer pbuffer = makePbuffer();
+  GLXContext program = makeContext();
+  GLXContext reader = makeContext();
+  FlippedReadback readback;
+  makeCurrent(pbuffer, program);
+  const Color colors[] = {red, green, blue, white, yellow};
+  for (int frame = 0; frame < 10; ++frame) {
+    const Quadrants picture{colors[frame % 5], colors[(frame + 1) % 5], colors[(frame + 2) % 5],
+                            colors[(frame + 3) % 5]};
+    fill(picture, width, height);
+    swap(pbuffer);
+    makeCurrent(pbuffer, reader);
+    readback.read(width, height);
+    makeCurrent(pbuffer, program);
+    ASSERT_NO_FATAL_FAILURE(readback.expect(picture, width, height)) << "frame " << frame;
+  }
+  EXPECT_EQ(gl.glGetError(), GLenum{GL_NO_ERROR});
+}
+
+TEST_F(Frames, TheReadersChoiceOfGlFrontOutlivesAResize) {
+  GLXPbuffer pbuffer = makePbuffer();
+  GLXContext program = makeContext();
+  GLXContext reader = makeContext();
+  FlippedReadback readback;
+  const int sizes[][2] = {{64, 48}, {33, 17}, {128, 100}, {64, 48}};
+  for (const auto& [w, h] : sizes) {
+    release();
+    gl.glXDestroyPbuffer(display, pbuffer);
+    pbuffer = makePbuffer(w, h);
+    makeCurrent(pbuffer, program);
+    const Quadrants picture{red, blue, green, white};
+    fill(picture, w, h);
+    swap(pbuffer);
+    fill(yellow); // the next frame has begun
+    makeCurrent(pbuffer, reader);
+    readback.read(w, h);
+    makeCurrent(pbuffer, program);
+    ASSERT_NO_FATAL_FAILURE(readback.expect(picture, w, h)) << w << " by " << h;
+  }
+}
+
+TEST_F(Frames, ASharingContextAndAStrangerReadTheSameFrame) {
+  const GLXPbuffer pbuffer = makePbuffer();
+  GLXContext program = makeContext();
+  makeCurrent(pbuffer, program);
+  fill(red);
+  swap(pbuffer);
+  fill(green);
+  for (GLXContext other : {makeContext(program), makeContext()}) {
+    makeCurrent(pbuffer, other);
+    EXPECT_EQ(whole(GL_FRONT), red);
+    EXPECT_EQ(whole(GL_BACK), green);
+  }
+  makeCurrent(pbuffer, program);
+  EXPECT_EQ(whole(GL_BACK), green);
+}
+
+TEST_F(Frames, AnotherThreadThatStaysBoundSeesEachNewFrame) {
+  const GLXPbuffer pbuffer = makePbuffer();
+  GLXContext program = makeContext();
+  GLXContext other = makeContext();
+  makeCurrent(pbuffer, program);
+  std::barrier turn(2);
+  const Color colors[] = {red, green, blue, white};
+  std::thread reader([&] {
+    EXPECT_TRUE(gl.glXMakeCurrent(display, pbuffer, other));
+    gl.glReadBuffer(GL_FRONT);
+    for (const Color& color : colors) {
+      turn.arrive_and_wait();
+      EXPECT_EQ(wholeOfReadBuffer(), color);
+      turn.arrive_and_wait();
+    }
+    release();
+  });
+  for (const Color& color : colors) {
+    fill(color);
+    swap(pbuffer);
+    fill(yellow);
+    gl.glFinish();
+    turn.arrive_and_wait();
+    turn.arrive_and_wait();
+  }
+  reader.join();
+}
+
+TEST_F(Frames, TwoPbuffersKeepTheirOwnFrames) {
+  const GLXPbuffer one = makePbuffer();
+  const GLXPbuffer two = makePbuffer();
+  GLXContext context = makeContext();
+  makeCurrent(one, context);
+  fill(red);
+  swap(one);
+  makeCurrent(two, context);
+  fill(green);
+  swap(two);
+  fill(blue);
+  makeCurrent(one, context);
+  EXPECT_EQ(whole(GL_FRONT), red);
+  makeCurrent(two, context);
+  EXPECT_EQ(whole(GL_FRONT), green);
+  EXPECT_EQ(whole(GL_BACK), blue);
+}
+
+TEST_F(Frames, OnePbufferIsDrawnFromTheFrontOfAnother) {
+  const GLXPbuffer source = makePbuffer();
+  const GLXPbuffer target = makePbuffer();
+  GLXContext context = makeContext();
+  makeCurrent(source, context);
+  fill(red);
+  swap(source);
+  fill(green);
+  makeCurrent(target, source, context);
+  fill(blue);
+  EXPECT_EQ(whole(GL_FRONT), red);
+  EXPECT_EQ(whole(GL_BACK), green);
+  gl.glReadBuffer(GL_FRONT);
+  gl.glBlitFramebuffer(0, 0, width, height, 0, 0, width, height, GL_COLOR_BUFFER_BIT, GL_NEAREST);
+  makeCurrent(target, context);
+  EXPECT_EQ(whole(GL_BACK), red);
+  EXPECT_EQ(whole(GL_FRONT), black);
+}
+
+TEST_F(Frames, FourThreadsSwapTheirOwnPbuffers) {
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    GLXPbuffer pbuffer = makePbuffer();
+    GLXContext context = makeContext();
+    threads.emplace_back([this, pbuffer, context, i] {
+      ASSERT_TRUE(gl.glXMakeCurrent(display, pbuffer, context));
+      for (int frame = 0; frame < 50; ++frame) {
+        const Color color{static_cast<uint8_t>(i * 60), static_cast<uint8_t>(frame), 7};
+        fill(color);
+        swap(pbuffer);
+        fill(white);
+        ASSERT_EQ(whole(GL_FRONT), color) << "thread " << i << ", frame " << frame;
+      }
+      release();
+    });
+  }
+  for (auto& thread : threads)
+    thread.join();
+}
+
+TEST_F(Frames, AThreadWithoutAContextSwaps) {
+  const GLXPbuffer pbuffer = makePbuffer();
+  GLXContext context = makeContext();
+  makeCurrent(pbuffer, context);
+  fill(red);
+  gl.glFinish();
+  std::thread([&] { swap(pbuffer); }).join();
+  fill(green);
+  EXPECT_EQ(whole(GL_FRONT), red);
+  release();
+  swap(pbuffer);
+  EXPECT_EQ(gl.glXGetCurrentContext(), nullptr);
+  makeCurrent(pbuffer, context);
+  EXPECT_EQ(whole(GL_FRONT), green);
+}
+
+TEST_F(Frames, ASwapWhileAnotherDrawableIsCurrentLeavesItCurrent) {
+  const GLXPbuffer swapped = makePbuffer();
+  const GLXPbuffer other = makePbuffer();
+  const GLXPbuffer third = makePbuffer();
+  GLXContext context = makeContext();
+  makeCurrent(swapped, context);
+  fill(red);
+  makeCurrent(other, third, context);
+  fill(green);
+  swap(swapped);
+  EXPECT_EQ(gl.glXGetCurrentDrawable(), other);
+  EXPECT_EQ(gl.glXGetCurrentReadDrawable(), third);
+  EXPECT_EQ(gl.glXGetCurrentContext(), context);
+  fill(blue, 0, 0, width, height / 2);
+  makeCurrent(other, context);
+  expectQuadrants(GL_BACK, {blue, blue, green, green}, width, height);
+  makeCurrent(swapped, context);
+  EXPECT_EQ(whole(GL_FRONT), red);
+}
+
+TEST_F(Frames, ASwapMindsNoStateOfTheContext) {
+  const GLXPbuffer pbuffer = makePbuffer();
+  makeCurrent(pbuffer, makeContext());
+  fill(red);
+  GLuint texture = 0;
+  GLuint framebuffer = 0;
+  gl.glGenTextures(1, &texture);
+  gl.glGenFramebuffers(1, &framebuffer);
+  gl.glBindTexture(GL_TEXTURE_2D, texture);
+  gl.glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, width, height, 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
+  gl.glBindFramebuffer(GL_FRAMEBUFFER, framebuffer);
+  gl.glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, texture, 0);
+  fill(blue);
+  gl.glEnable(GL_SCISSOR_TEST);
+  gl.glScissor(1, 2, 3, 4);
+  swap(pbuffer);
+  EXPECT_EQ(integer(GL_FRAMEBUFFER_BINDING), static_cast<GLint>(framebuffer));
+  EXPECT_EQ(wholeOfReadBuffer(), blue);
+  gl.glBindFramebuffer(GL_FRAMEBUFFER, 0);
+  EXPECT_EQ(whole(GL_FRONT), red);
+  EXPECT_TRUE([] {
+    GLboolean scissor = GL_FALSE;
+    gl.glGetBooleanv(GL_SCISSOR_TEST, &scissor);
+    return scissor;
+  }());
+  EXPECT_EQ(gl.glGetError(), GLenum{GL_NO_ERROR});
+}
+
+TEST_F(Frames, AnAreaCanBeShownAlone) {
+  const GLXPbuffer pbuffer = makePbuffer();
+  makeCurrent(pbuffer, makeContext());
+  fill(red);
+  swap(pbuffer);
+  fill(green);
+  gl.glXCopySubBufferMESA(display, pbuffer, 0, 0, width / 2, height / 2);
+  expectQuadrants(GL_FRONT, {green, red, red, red}, width, height);
+}
+
+TEST_F(Frames, PbuffersOfTheOlderExtensionAreMendedToo) {
+  const GLXPbuffer pbuffer = gl.glXCreateGLXPbufferSGIX(display, config, width, height, nullptr);
+  makeCurrent(pbuffer, makeContext());
+  fill(red);
+  swap(pbuffer);
+  fill(green);
+  EXPECT_EQ(whole(GL_FRONT), red);
+  release();
+  gl.glXDestroyGLXPbufferSGIX(display, pbuffer);
+}
+
+TEST_F(Frames, DoubleBufferedConfigsOfEveryFormatShowTheirFrames) {
+  int count = 0;
+  GLXFBConfig* const configs = gl.glXGetFBConfigs(display, DefaultScreen(display), &count);
+  std::set<std::vector<int>> formats;
+  auto value = [&](GLXFBConfig of, int name) {
+    int result = 0;
+    gl.glXGetFBConfigAttrib(display, of, name, &result);
+    return result;
+  };
+  for (int i = 0; i < count; ++i) {
+    if (!value(configs[i], GLX_DOUBLEBUFFER) || value(configs[i], GLX_RED_SIZE) == 0 ||
+        !(value(configs[i], GLX_RENDER_TYPE) & GLX_RGBA_BIT) ||
+        !(value(configs[i], GLX_DRAWABLE_TYPE) & GLX_PBUFFER_BIT))
+      continue;
+    std::vector<int> format;
+    for (int name :
+         {GLX_RED_SIZE, GLX_GREEN_SIZE, GLX_BLUE_SIZE, GLX_ALPHA_SIZE, GLX_DEPTH_SIZE,
+          GLX_STENCIL_SIZE, GLX_ACCUM_RED_SIZE, GLX_SAMPLES, GLX_FRAMEBUFFER_SRGB_CAPABLE_ARB})
+      format.push_back(value(configs[i], name));
+    if (!formats.insert(format).second) continue;
+    SCOPED_TRACE("FBConfig " + std::to_string(value(configs[i], GLX_FBCONFIG_ID)));
+    const GLXPbuffer pbuffer = makePbuffer(configs[i], width, height);
+    config = configs[i];
+    GLXContext context = makeContext();
+    ASSERT_NE(context, nullptr);
+    makeCurrent(pbuffer, context);
+    fill(yellow);
+    swap(pbuffer);
+    fill(blue);
+    EXPECT_EQ(whole(GL_FRONT), yellow);
+    EXPECT_EQ(whole(GL_BACK), blue);
+    release();
+    destroy(context);
+    gl.glXDestroyPbuffer(display, pbuffer);
+  }
+  XFree(configs);
+  RecordProperty("formats", static_cast<int>(formats.size()));
+  EXPECT_FALSE(formats.empty());
+}
+
+} // namespace
+} // namespace zol::softgpu::test

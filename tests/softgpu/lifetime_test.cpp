@@ -1,0 +1,186 @@
+// Pbuffers, contexts and connections that come and go; what the X server hears of it.
+#include "softgpu/fixture.h"
+
+#include <fstream>
+#include <sys/resource.h>
+
+namespace zol::softgpu::test {
+namespace {
+
+using Lifetime = PbufferTest;
+
+long serverMegabytes() {
+  std::ifstream statm("/proc/" + std::to_string(server().pid()) + "/statm");
+  long pages = 0;
+  statm >> pages;
+  return pages * 4 / 1024;
+}
+
+TEST_F(Lifetime, ADestroyedPbufferLivesOnWhileItIsCurrent) {
+  GLXPbuffer pbuffer = makePbuffer();
+  GLXContext context = makeContext();
+  makeCurrent(pbuffer, context);
+  gl.glDrawBuffer(GL_FRONT);
+  fill(red);
+  gl.glXDestroyPbuffer(display, pbuffer);
+  EXPECT_EQ(whole(GL_FRONT), red);
+  gl.glDrawBuffer(GL_BACK);
+  fill(green);
+  EXPECT_EQ(whole(GL_BACK), green);
+  const GLXPbuffer next = makePbuffer();
+  makeCurrent(next, context);
+  fill(blue);
+  swap(next);
+  EXPECT_EQ(whole(GL_FRONT), blue);
+  EXPECT_EQ(gl.glGetError(), GLenum{GL_NO_ERROR});
+}
+
+TEST_F(Lifetime, ADestroyedContextLivesOnWhileItIsCurrent) {
+  const GLXPbuffer pbuffer = makePbuffer();
+  GLXContext context = makeContext();
+  makeCurrent(pbuffer, context);
+  gl.glDrawBuffer(GL_FRONT);
+  destroy(context);
+  fill(red);
+  EXPECT_EQ(whole(GL_FRONT), red);
+  release();
+  // The next may well get the same address; it starts afresh.
+  context = makeContext();
+  makeCurrent(pbuffer, context);
+  EXPECT_EQ(integer(GL_DRAW_BUFFER), GL_BACK);
+  EXPECT_EQ(whole(GL_FRONT), red);
+}
+
+TEST_F(Lifetime, NothingOfADestroyedPbufferStaysInTheServer) {
+  GLXContext context = makeContext();
+  auto round = [&] {
+    const GLXPbuffer pbuffer = makePbuffer(1000, 1000);
+    makeCurrent(pbuffer, context);
+    fill(red);
+    swap(pbuffer);
+    release();
+    gl.glXDestroyPbuffer(display, pbuffer);
+  };
+  round();
+  XSync(display, False);
+  const long before = serverMegabytes();
+  for (int i = 0; i < 50; ++i)
+    round();
+  XSync(display, False);
+  EXPECT_LT(serverMegabytes(), before + 40); // 50 pairs would be 400
+}
+
+TEST_F(Lifetime, AnotherConnectionGoesOnWhenOneIsClosed) {
+  const GLXPbuffer pbuffer = makePbuffer();
+  GLXContext context = makeContext();
+  makeCurrent(pbuffer, context);
+  fill(red);
+  swap(pbuffer);
+  close();
+  for (int i = 0; i < 3; ++i) {
+    display = XOpenDisplay(server().name().c_str());
+    ASSERT_NE(display, nullptr);
+    config = chooseConfig(true);
+    const GLXPbuffer next = makePbuffer();
+    makeCurrent(next, makeContext());
+    EXPECT_EQ(whole(GL_FRONT), black);
+    fill(green);
+    swap(next);
+    EXPECT_EQ(whole(GL_FRONT), green);
+    close();
+  }
+}
+
+TEST_F(Lifetime, AConnectionClosesRightAfterDrawing) {
+  for (int i = 0; i < 20; ++i) {
+    const GLXPbuffer pbuffer = makePbuffer(1000, 1000);
+    makeCurrent(pbuffer, makeContext());
+    fill(red);
+    gl.glXMakeCurrent(display, None, nullptr);
+    XCloseDisplay(display);
+    forget();
+    display = XOpenDisplay(server().name().c_str());
+    ASSERT_NE(display, nullptr);
+    config = chooseConfig(true);
+  }
+}
+
+TEST_F(Lifetime, ASwapSendsNothingToTheServer) {
+  const GLXPbuffer pbuffer = makePbuffer();
+  makeCurrent(pbuffer, makeContext());
+  fill(red);
+  swap(pbuffer); // makes the front buffer
+  EXPECT_EQ(whole(GL_FRONT), red);
+  EXPECT_EQ(requests([&] {
+              for (int i = 0; i < 5; ++i) {
+                fill(i % 2 ? red : green);
+                swap(pbuffer);
+                EXPECT_EQ(whole(GL_FRONT), i % 2 ? red : green);
+              }
+            }),
+            0U);
+}
+
+TEST_F(Lifetime, FlushingFrontDrawingSendsNothingToTheServer) {
+  const GLXPbuffer pbuffer = makePbuffer();
+  makeCurrent(pbuffer, makeContext());
+  gl.glDrawBuffer(GL_FRONT);
+  fill(red);
+  gl.glFinish();
+  EXPECT_EQ(requests([&] {
+              fill(green);
+              gl.glFlush();
+              fill(blue);
+              gl.glFinish();
+              gl.glDrawBuffer(GL_FRONT_AND_BACK);
+              fill(white);
+              gl.glFlush();
+              gl.glDrawBuffer(GL_BACK);
+              gl.glFinish();
+              EXPECT_EQ(whole(GL_FRONT), white);
+            }),
+            0U);
+}
+
+TEST_F(Lifetime, SingleBufferedPbuffersAreTheDriversOwn) {
+  config = chooseConfig(false);
+  ASSERT_NE(config, nullptr);
+  const GLXPbuffer pbuffer = makePbuffer();
+  makeCurrent(pbuffer, makeContext());
+  EXPECT_EQ(integer(GL_DRAW_BUFFER), GL_FRONT);
+  EXPECT_EQ(integer(GL_READ_BUFFER), GL_FRONT);
+  fill(red);
+  gl.glFinish();
+  EXPECT_EQ(wholeOfReadBuffer(), red);
+  swap(pbuffer);
+  EXPECT_EQ(wholeOfReadBuffer(), red);
+  EXPECT_EQ(gl.glGetError(), GLenum{GL_NO_ERROR});
+}
+
+TEST_F(Lifetime, AServerWithoutMemoryLeavesThePbufferAsTheDriverMadeIt) {
+  const int w = 3000;
+  const int h = 3000; // 36 megabytes more are not to be had
+  const GLXPbuffer pbuffer = makePbuffer(w, h);
+  makeCurrent(pbuffer, makeContext());
+  fill(red);
+  gl.glFinish();
+  XSync(display, False);
+  const rlimit tight{static_cast<rlim_t>(serverMegabytes() + 8) << 20, RLIM_INFINITY};
+  const rlimit free{RLIM_INFINITY, RLIM_INFINITY};
+  ASSERT_EQ(prlimit(server().pid(), RLIMIT_AS, &tight, nullptr), 0);
+  gl.glReadBuffer(GL_FRONT);
+  ASSERT_EQ(prlimit(server().pid(), RLIMIT_AS, &free, nullptr), 0);
+  EXPECT_EQ(integer(GL_READ_BUFFER), GL_FRONT);
+  gl.glReadBuffer(GL_BACK);
+  EXPECT_EQ(wholeOfReadBuffer(w, h), red);
+  EXPECT_GT(requests([&] { swap(pbuffer); }), 0U); // the driver's own swap
+  gl.glDrawBuffer(GL_FRONT);
+  EXPECT_EQ(integer(GL_DRAW_BUFFER), GL_FRONT);
+  gl.glDrawBuffer(GL_BACK);
+  fill(green);
+  EXPECT_EQ(whole(GL_BACK, w, h), green);
+  EXPECT_EQ(gl.glGetError(), GLenum{GL_NO_ERROR});
+}
+
+} // namespace
+} // namespace zol::softgpu::test

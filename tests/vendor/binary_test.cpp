@@ -1,0 +1,70 @@
+// What the built library shows of itself, as binutils' nm tells.
+
+#include <cstdio>
+#include <gtest/gtest.h>
+#include <set>
+#include <sstream>
+#include <string>
+
+namespace {
+
+std::string output(const std::string& command) {
+  std::string text;
+  FILE* const pipe = popen(command.c_str(), "r");
+  if (pipe == nullptr) return text;
+  char buffer[4096];
+  while (const std::size_t count = std::fread(buffer, 1, sizeof buffer, pipe)) {
+    text.append(buffer, count);
+  }
+  EXPECT_EQ(pclose(pipe), 0) << command;
+  return text;
+}
+
+// The names in nm's output without their versions; the last word of each line of three or two.
+std::set<std::string> symbols(const std::string& command) {
+  std::set<std::string> names;
+  std::istringstream stream(output(command));
+  for (std::string line; std::getline(stream, line);) {
+    const std::size_t blank = line.rfind(' ');
+    if (line.empty() || line.back() == ':' || blank == std::string::npos) continue;
+    const std::string name = line.substr(blank + 1);
+    names.insert(name.substr(0, name.find('@')));
+  }
+  return names;
+}
+
+bool beginsWith(const std::string& text, const char* beginning) {
+  return text.rfind(beginning, 0) == 0;
+}
+
+TEST(Binary, ExportsItsEntryAndNothingElse) {
+  EXPECT_EQ(symbols("nm --dynamic --defined-only " ZOL_LIBRARY),
+            std::set<std::string>{"__glx_Main"});
+}
+
+TEST(Binary, HasTheNameThatFrontEndsLookFor) {
+  const std::string dynamic = output("readelf --dynamic " ZOL_LIBRARY);
+  EXPECT_NE(dynamic.find("Library soname: [libGLX_zol.so.0]"), std::string::npos) << dynamic;
+}
+
+TEST(Binary, LinksNoGraphicsLibrary) {
+  const std::string dynamic = output("readelf --dynamic " ZOL_LIBRARY);
+  for (const char* library : {"libGL.", "libGLX", "libOpenGL", "libEGL"}) {
+    EXPECT_EQ(dynamic.find("Shared library: [" + std::string(library)), std::string::npos)
+        << dynamic;
+  }
+}
+
+// Programs without threads must not get them by loading the library: it fetches these functions
+// when it runs. The C++ runtime inside the library is not counted, it copes with their absence.
+TEST(Binary, LinksNoFunctionOfTheThreadsLibrary) {
+  const auto undefined = symbols("nm --undefined-only " ZOL_OBJECTS);
+  EXPECT_GT(undefined.size(), 100u);
+  for (const std::string& name : undefined) {
+    EXPECT_FALSE(beginsWith(name, "pthread_") || beginsWith(name, "sem_") ||
+                 name == "clock_gettime")
+        << name;
+  }
+}
+
+} // namespace

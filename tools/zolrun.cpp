@@ -1,0 +1,178 @@
+// zolrun: runs a program whose OpenGL goes through the library, on the current display or, with
+// --headless, on a private one.
+
+#include "command.h"
+#include "display_probe.h"
+#include "display_server.h"
+#include "locations.h"
+#include "run_error.h"
+#include "zolrun_options.h"
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+namespace zol::tools {
+
+namespace {
+
+constexpr char kHelp[] =
+    R"(Usage: zolrun [--gl-display NAME] [--] command [arguments]
+       zolrun --headless [--geometry WxH] [--gl-display NAME] [--] command [arguments]
+
+Runs a program whose OpenGL is rendered on another X server of this machine.
+
+  --headless         run it on a private X server that ends with the program; also
+                     start a private software renderer unless a GL display is named
+  --geometry WxH     size of that server's screen in pixels (default 1280x1024)
+  --gl-display NAME  the X server to render on (or the environment variable
+                     ZOL_GL_DISPLAY)
+  --help             show this help
+  --version          show the version
+
+Without --headless the display of the environment variable DISPLAY is used; it has
+to be served by Xzol.
+
+The exit status is the program's, 128 + N when signal N killed it, 127 when it was
+not found, 126 when it could not be run, and 125 when zolrun itself failed.
+)";
+
+constexpr char kLibrary[] = "libGLX_zol.so.0";
+constexpr char kSoftLibrary[] = "libGLX_zolsoft.so.0";
+constexpr char kVendor[] = "zol";
+
+std::string environmentValue(const char* name) {
+  const char* value = getenv(name);
+  return value ? value : "";
+}
+
+// Whether the dynamic loader looks into the folder unasked.
+bool isSystemLibraryFolder(const std::filesystem::path& folder) {
+  for (const char* prefix : {"/", "/usr", "/usr/local"}) {
+    for (const char* name : {"lib", ZOL_INSTALL_LIBDIR}) {
+      std::error_code failure;
+      if (std::filesystem::equivalent(folder, std::filesystem::path(prefix) / name, failure)) {
+        return true;
+      }
+    }
+  }
+  return false;
+}
+
+std::filesystem::path requiredLibraryFolder(const char* library) {
+  std::filesystem::path folder = vendorLibraryFolder(library);
+  if (folder.empty()) {
+    throw RunError(std::string(library) + " is missing: it should be in " +
+                   (programFolder().parent_path() / "lib").string());
+  }
+  return folder;
+}
+
+// What GLVND needs to find the vendor libraries.
+void showLibraries(Command& command) {
+  const std::filesystem::path folder = requiredLibraryFolder(kLibrary);
+  if (isSystemLibraryFolder(folder)) return;
+  const std::string before = environmentValue("LD_LIBRARY_PATH");
+  command.environment["LD_LIBRARY_PATH"] =
+      before.empty() ? folder.string() : folder.string() + ":" + before;
+}
+
+// Makes GLVND take the library on a display that does not announce it by itself, or when the
+// environment names another one.
+void chooseVendor(const DisplayFacts& facts, Command& command) {
+  constexpr char kVariable[] = "__GLX_VENDOR_LIBRARY_NAME";
+  const std::string inherited = environmentValue(kVariable);
+  const bool isOverridden = !inherited.empty() && inherited != kVendor;
+  if (!facts.announces(kVendor) || isOverridden) command.environment[kVariable] = kVendor;
+}
+
+int runOnCurrentDisplay(const ZolrunOptions& options) {
+  const std::string display = environmentValue("DISPLAY");
+  if (display.empty()) {
+    throw RunError("DISPLAY is not set.\n"
+                   "Set it to a display that Xzol serves, or use zolrun --headless.");
+  }
+  const DisplayFacts facts = probeDisplay(display);
+  if (!facts.hasZol) {
+    throw RunError("display " + display +
+                   " does not have the extension ZOL-V1: it is not served by Xzol.\n"
+                   "Start \"Xzol :N\" and set DISPLAY to it, or use zolrun --headless.");
+  }
+  if (!facts.hasGlx) throw RunError("display " + display + " does not have the extension GLX");
+  Command command{options.command, {}};
+  showLibraries(command);
+  chooseVendor(facts, command);
+  if (!options.glDisplay.empty()) command.environment["ZOL_GL_DISPLAY"] = options.glDisplay;
+  return becomeCommand(command);
+}
+
+std::unique_ptr<DisplayServer> startXzol(std::vector<std::string> options) {
+  options.insert(options.begin(), (programFolder() / "Xzol").string());
+  std::string error;
+  auto server = DisplayServer::start(std::move(options), &error);
+  if (!server) throw RunError(error);
+  return server;
+}
+
+int runHeadless(const ZolrunOptions& options) {
+  Command command{options.command, {}};
+  showLibraries(command);
+
+  const EndSignals signals;
+  std::string glDisplay =
+      options.glDisplay.empty() ? environmentValue("ZOL_GL_DISPLAY") : options.glDisplay;
+  std::unique_ptr<DisplayServer> local;
+  if (!glDisplay.empty()) {
+    probeDisplay(glDisplay);
+  } else {
+    requiredLibraryFolder(kSoftLibrary);
+    local = startXzol({"--vendor-names", "zolsoft mesa"});
+    glDisplay = local->name();
+  }
+  if (const int signal = signals.pending()) return 128 + signal;
+
+  std::vector<std::string> xzolOptions = {"--gl-display", glDisplay};
+  if (options.geometry) {
+    xzolOptions.insert(xzolOptions.end(), {"--geometry", toText(*options.geometry)});
+  }
+  const auto application = startXzol(std::move(xzolOptions));
+  if (const int signal = signals.pending()) return 128 + signal;
+
+  command.environment["DISPLAY"] = application->name();
+  // The display says so too; this also stands above what a settings file may name.
+  command.environment["ZOL_GL_DISPLAY"] = glDisplay;
+  chooseVendor(probeDisplay(application->name()), command);
+  return runCommand(command, signals, [&](pid_t child) {
+    return child == application->pid() || (local && child == local->pid());
+  });
+}
+
+int run(const ZolrunOptions& options) {
+  if (options.help) {
+    fputs(kHelp, stdout);
+    return 0;
+  }
+  if (options.version) {
+    puts("zolrun " ZOL_VERSION);
+    return 0;
+  }
+  return options.headless ? runHeadless(options) : runOnCurrentDisplay(options);
+}
+
+} // namespace
+
+} // namespace zol::tools
+
+int main(int argc, char** argv) {
+  using namespace zol::tools;
+  signal(SIGCHLD, SIG_DFL); // inherited as ignored, it would keep the ends of children from us
+  try {
+    return run(ZolrunOptions::parse(Arguments(argc, argv)));
+  } catch (const UsageError& error) {
+    fprintf(stderr, "zolrun: %s\nTry \"zolrun --help\".\n", error.what());
+  } catch (const RunError& error) {
+    fprintf(stderr, "zolrun: %s\n", error.what());
+  }
+  return kCannotRun;
+}
