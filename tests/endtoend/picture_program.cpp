@@ -27,9 +27,9 @@ PictureProgram::PictureProgram(const Folder& folder, const std::string& display,
     : PictureProgram(folder, std::vector<std::string>{pictureFile()},
                      withDisplay(display, environment)) {}
 
-PictureProgram::PictureProgram(const Folder& folder, std::vector<std::string> command,
+PictureProgram::PictureProgram(const Folder& folder, Command command,
                                const Environment& environment)
-    : Program(folder, std::move(command), withLog(folder, environment)),
+    : Program(folder, std::move(command.words), withLog(folder, environment)),
       log_(folder.path(), pid()) {}
 
 std::string PictureProgram::ask(const std::string& step, int thread) {

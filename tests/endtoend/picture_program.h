@@ -10,15 +10,18 @@
 
 namespace zol::endtoend {
 
+struct Command {
+  std::vector<std::string> words;
+};
+
 // The program `picture`, step by step. Each step is a line that its commands.cpp lists; without
 // another thread named, the main thread performs it. What fails is an std::runtime_error.
 class PictureProgram : public Program {
 public:
   PictureProgram(const Folder& folder, const std::string& display,
                  const Environment& environment = {});
-  // A copy of it, or another display than the one in the environment.
-  PictureProgram(const Folder& folder, std::vector<std::string> command,
-                 const Environment& environment);
+  // A copy of it, or one told to use another display than that of its environment.
+  PictureProgram(const Folder& folder, Command command, const Environment& environment);
 
   // Performs the step; what it answered after "ok".
   std::string ask(const std::string& step, int thread = 0);

@@ -1,0 +1,182 @@
+// Programs that end, fork, close and destroy things at a moment that does not suit the library.
+
+#include "endtoend/delivery.h"
+#include "endtoend/observer.h"
+#include "endtoend/picture_program.h"
+
+#include <algorithm>
+#include <csignal>
+#include <fstream>
+
+namespace zol::endtoend {
+namespace {
+
+constexpr std::uint32_t kMagenta = 0xff00ff;
+
+// Frames wait for a second before they are painted, so that a test comes in between.
+const Environment kSlow = {{"ZOL_GL_COPYBACK_FRAME_RATE", "1"}};
+
+Environment joined(Environment one, const Environment& other) {
+  one.insert(other.begin(), other.end());
+  return one;
+}
+
+// How many System V shared memory segments there are that the process attached or made.
+int sharedSegmentsOf(pid_t process) {
+  std::ifstream stream("/proc/" + std::to_string(process) + "/maps");
+  int count = 0;
+  for (std::string line; std::getline(stream, line);)
+    count += line.find("/SYSV") != std::string::npos;
+  return count;
+}
+
+class Robustness : public testing::TestWithParam<Delivery> {
+protected:
+  // The program shows frames as before.
+  void expectAlive(PictureProgram& program) {
+    const Window window = program.stage("alive", "300 200 24 double 600 0");
+    program.ask("draw quadrants 3");
+    program.ask("show alive");
+    EXPECT_TRUE(observer_.shows(window, paintedScene("quadrants", 3, 300, 200)));
+    EXPECT_EQ(program.ask("errors"), "0") << program.errors();
+  }
+
+  bool hasLogged(PictureProgram& program, const std::string& message) const {
+    const auto records = program.log().all();
+    return std::any_of(records.begin(), records.end(), [&](const rig::LogRecord& record) {
+      return rig::matchesLine(message, record.message);
+    });
+  }
+
+  Environment environment() const { return GetParam().environment(); }
+
+  Folder folder_;
+  const std::string display_ = GetParam().display();
+  Observer observer_{display_};
+};
+
+// What follows is done while the frame waits to be painted; when the next window's frame has been
+// painted, the other has been tried.
+TEST_P(Robustness, OfAProgramThatDestroysItsWindowBeforeAFrameIsPainted) {
+  PictureProgram program(folder_, display_, joined(environment(), kSlow));
+  program.stage("w", "300 200 24 double 0 0");
+  program.ask("frames bar 1 3");
+  program.ask("destroy w");
+  expectAlive(program);
+  EXPECT_EQ(program.end(), 0) << program.errors();
+}
+
+TEST_P(Robustness, OfAProgramWhoseWindowAnotherClientDestroysBeforeAFrameIsPainted) {
+  PictureProgram program(folder_, display_, joined(environment(), kSlow));
+  const Window window = program.stage("w", "300 200 24 double 0 0");
+  program.ask("frames bar 1 1");
+  ASSERT_TRUE(observer_.shows(window, paintedScene("bar", 1, 300, 200)));
+  program.ask("frames bar 2 3");
+  XDestroyWindow(observer_.display(), window);
+  XSync(observer_.display(), False);
+  expectAlive(program);
+  EXPECT_EQ(program.end(), 0) << program.errors();
+}
+
+TEST_P(Robustness, OfAProgramThatGoesOnDrawingInADestroyedWindow) {
+  PictureProgram program(folder_, display_, environment());
+  const Window window = program.stage("w", "300 200 24 double 0 0");
+  program.ask("frames bar 1 1");
+  ASSERT_TRUE(observer_.shows(window, paintedScene("bar", 1, 300, 200)));
+  XDestroyWindow(observer_.display(), window);
+  XSync(observer_.display(), False);
+  program.ask("frames bar 2 20");
+  expectAlive(program);
+  EXPECT_EQ(program.end(), 0) << program.errors();
+}
+
+TEST_P(Robustness, OfAProgramThatEndsWhileAFrameWaits) {
+  for (const char* ending : {"exit 3", "_exit 3"}) {
+    PictureProgram program(folder_, display_, joined(environment(), kSlow));
+    program.stage("w", "300 200 24 double 0 0");
+    program.ask("frames bar 1 3");
+    program.write(std::string("0 ") + ending + "\n");
+    EXPECT_EQ(program.wait(), 3) << ending << "\n" << program.errors();
+  }
+}
+
+TEST_P(Robustness, OfAProgramThatIsKilledWhileAFrameWaits) {
+  PictureProgram program(folder_, display_, joined(environment(), kSlow));
+  program.stage("w", "300 200 24 double 0 0");
+  program.ask("frames bar 1 3");
+  program.signal(SIGTERM);
+  EXPECT_EQ(program.wait(), -SIGTERM);
+}
+
+TEST_P(Robustness, OfAProgramThatClosesItsDisplayBeforeItEnds) {
+  PictureProgram program(folder_, display_, environment());
+  program.stage("w", "300 200 24 double 0 0");
+  program.ask("frames bar 1 3");
+  program.ask("release");
+  program.ask("close-display");
+  EXPECT_EQ(program.end(), 0) << program.errors();
+}
+
+// The context is still current, and a frame still waits.
+TEST_P(Robustness, OfAProgramThatClosesItsDisplayInTheMiddle) {
+  PictureProgram program(folder_, display_, joined(environment(), kSlow));
+  program.stage("w", "300 200 24 double 0 0");
+  program.ask("frames bar 1 3");
+  program.ask("close-display");
+  EXPECT_EQ(program.end(), 0) << program.errors();
+}
+
+// The child has no copyback thread, and must not wait for one.
+TEST_P(Robustness, OfAChildThatEndsWithoutAnotherProgram) {
+  PictureProgram program(folder_, display_, environment());
+  program.stage("w", "300 200 24 double 0 0");
+  program.ask("frames bar 1 3");
+  EXPECT_EQ(program.ask("fork exit"), "status 7") << program.errors();
+  EXPECT_EQ(program.ask("fork _exit"), "status 7") << program.errors();
+  program.ask("frames bar 4 6");
+  expectAlive(program);
+  EXPECT_EQ(program.end(), 0) << program.errors();
+}
+
+TEST_P(Robustness, OfTheServersThroughAHundredWindows) {
+  const int segmentsBefore = sharedSegmentsOf(getpid());
+  PictureProgram program(folder_, display_, environment());
+  const Observer local(localDisplay());
+  // The first ones bring what stays.
+  program.ask("cycle 10");
+  expectAlive(program);
+  const std::vector<std::string> app = observer_.resources(), here = local.resources();
+  const int segments = sharedSegmentsOf(program.pid());
+  program.ask("cycle 100");
+  program.ask("destroy alive");
+  expectAlive(program);
+  // What a pass of the copyback thread still holds goes with the next one.
+  EXPECT_TRUE(observer_.waitFor(None, [&] { return observer_.resources() == app; }))
+      << testing::PrintToString(app) << "\n"
+      << testing::PrintToString(observer_.resources());
+  EXPECT_EQ(local.resources(), here);
+  EXPECT_LE(sharedSegmentsOf(program.pid()), segments + 1);
+  EXPECT_EQ(program.end(), 0) << program.errors();
+  EXPECT_EQ(sharedSegmentsOf(getpid()), segmentsBefore);
+}
+
+TEST_P(Robustness, OfAProgramThatLoadsGlLateAndLetsGoOfIt) {
+  Program program(folder_, {ZOL_LATE_GL}, joined(environment(), {{"DISPLAY", display_}}));
+  const std::string shown = program.readLine();
+  ASSERT_EQ(shown.substr(0, 6), "shown ") << program.errors();
+  EXPECT_TRUE(program.hasLoaded("libGLX_zol.so.0"));
+  const Picture expected{64, 64, std::vector<std::uint32_t>(64 * 64, kMagenta)};
+  EXPECT_TRUE(observer_.shows(std::stoul(shown.substr(6), nullptr, 16), expected));
+  program.write("\n");
+  EXPECT_EQ(program.readLine(), "closed") << program.errors();
+  program.write("\n");
+  EXPECT_EQ(program.wait(), 0) << program.errors();
+}
+
+INSTANTIATE_TEST_SUITE_P(, Robustness,
+                         testing::Values(Delivery{0, true, false}, Delivery{1, true, true},
+                                         Delivery{2, true, false}, Delivery{2, false, true}),
+                         [](const auto& test) { return test.param.name(); });
+
+} // namespace
+} // namespace zol::endtoend

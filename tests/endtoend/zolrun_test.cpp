@@ -1,0 +1,122 @@
+// Programs that know nothing of the library, started the way a newcomer starts them.
+
+#include "endtoend/observer.h"
+#include "endtoend/program.h"
+
+#include <algorithm>
+#include <csignal>
+#include <dirent.h>
+#include <filesystem>
+#include <fstream>
+#include <set>
+
+namespace zol::endtoend {
+namespace {
+
+namespace fs = std::filesystem;
+
+const std::string kZolrun = ZOL_PROGRAM_FOLDER "/zolrun";
+
+std::set<std::string> namesIn(const fs::path& folder, const std::string& beginning) {
+  std::set<std::string> names;
+  std::error_code failure;
+  for (const auto& entry : fs::directory_iterator(folder, failure)) {
+    const std::string name = entry.path().filename();
+    if (name.starts_with(beginning)) names.insert(name);
+  }
+  return names;
+}
+
+// The files of the display's server: its socket and its lock.
+bool hasFiles(const std::string& display) {
+  const std::string number = display.substr(1);
+  return fs::exists("/tmp/.X11-unix/X" + number) || fs::exists("/tmp/.X" + number + "-lock");
+}
+
+// Processes that have this in their environment, which they got from the test.
+std::set<std::string> processesWith(const std::string& variable) {
+  std::set<std::string> found;
+  for (const std::string& name : namesIn("/proc", "")) {
+    if (name.find_first_not_of("0123456789") != std::string::npos) continue;
+    std::ifstream stream("/proc/" + name + "/environ", std::ios::binary);
+    const std::string environment((std::istreambuf_iterator<char>(stream)), {});
+    if (environment.find(variable) == std::string::npos) continue;
+    std::ifstream command("/proc/" + name + "/comm");
+    std::string text;
+    std::getline(command, text);
+    found.insert(name + " " + text);
+  }
+  return found;
+}
+
+class Zolrun : public testing::Test {
+protected:
+  Environment marked() const { return {{"ENDTOEND_MARK", folder_.path()}}; }
+  void expectNothingLeft(const std::string& display) const {
+    EXPECT_FALSE(hasFiles(display));
+    EXPECT_EQ(processesWith("ENDTOEND_MARK=" + folder_.path().string()), std::set<std::string>{});
+  }
+
+  Folder folder_;
+};
+
+TEST_F(Zolrun, ShowsAProgramsFramesAndLeavesNothingBehind) {
+  Program program(folder_,
+                  {kZolrun, "--headless", "--", "sh", "-c",
+                   "echo $DISPLAY; echo $$; exec glxgears -geometry 200x150"},
+                  marked());
+  const std::string display = program.readLine();
+  const std::string gears = program.readLine();
+  {
+    const Observer observer(display);
+    Window window = None;
+    ASSERT_TRUE(observer.waitFor(DefaultRootWindow(observer.display()), [&] {
+      const std::vector<Window> windows = observer.windows();
+      if (!windows.empty()) window = windows.front();
+      return window != None;
+    })) << program.errors();
+    EXPECT_TRUE(observer.seesPaints(window, 10)) << program.errors();
+    // Gears of three colours on black.
+    const Picture picture = observer.picture(window);
+    const std::set<std::uint32_t> colours(picture.pixels.begin(), picture.pixels.end());
+    EXPECT_GT(colours.size(), 20u);
+    std::ifstream maps("/proc/" + gears + "/maps");
+    const std::string loaded((std::istreambuf_iterator<char>(maps)), {});
+    EXPECT_NE(loaded.find("libGLX_zol.so.0"), std::string::npos);
+    EXPECT_NE(loaded.find("libGLX_zolsoft.so.0"), std::string::npos);
+  }
+  kill(std::stoi(gears), SIGTERM);
+  program.readRest();
+  EXPECT_EQ(program.wait(), 128 + SIGTERM) << program.errors();
+  expectNothingLeft(display);
+}
+
+TEST_F(Zolrun, RendersOnTheLocalDisplaysDriver) {
+  Program program(folder_,
+                  {kZolrun, "--headless", "--", "sh", "-c", "echo $DISPLAY; exec glxinfo -B"},
+                  marked());
+  const std::string display = program.readLine();
+  const std::string text = program.readRest();
+  EXPECT_EQ(program.wait(), 0) << program.errors();
+  EXPECT_NE(text.find("OpenGL renderer string: llvmpipe"), std::string::npos) << text;
+  // Only the library reports what the driver lacks.
+  EXPECT_NE(program.errors().find("system_glXJoinSwapGroupNV is NULL"), std::string::npos);
+  expectNothingLeft(display);
+}
+
+TEST_F(Zolrun, StopsItsServersWhenItIsTold) {
+  for (const int signal : {SIGINT, SIGTERM}) {
+    Program program(
+        folder_,
+        {kZolrun, "--headless", "--", "sh", "-c", "echo $DISPLAY; exec glxgears -geometry 200x150"},
+        marked());
+    const std::string display = program.readLine();
+    program.signal(signal);
+    program.readRest();
+    EXPECT_EQ(program.wait(), 128 + signal) << program.errors();
+    expectNothingLeft(display);
+  }
+}
+
+} // namespace
+} // namespace zol::endtoend
