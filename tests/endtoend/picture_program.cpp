@@ -24,8 +24,7 @@ std::string pictureFile() {
 
 PictureProgram::PictureProgram(const Folder& folder, const std::string& display,
                                const Environment& environment)
-    : PictureProgram(folder, std::vector<std::string>{pictureFile()},
-                     withDisplay(display, environment)) {}
+    : PictureProgram(folder, Command{{pictureFile()}}, withDisplay(display, environment)) {}
 
 PictureProgram::PictureProgram(const Folder& folder, Command command,
                                const Environment& environment)

@@ -1,19 +1,32 @@
 #include "rig/log_file.h"
 
 #include <algorithm>
+#include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <regex>
 #include <sstream>
 #include <unistd.h>
 
 namespace zol::rig {
 namespace {
 
-constexpr const char* kPrefix =
-    "^([EWID]) [A-Z][a-z]{2} [ 0-9][0-9] [0-9]{2}:[0-9]{2}:[0-9]{2}:[0-9]{6} "
-    "([0-9]+):([0-9]+) ([A-Z]+) \\(";
+// Reads "D Nov 23 04:05:06:000789 12:34 ZOLGL (" at the beginning of a line; its length, 0 when the
+// line is no record.
+std::size_t readPrefix(const std::string& line, LogRecord* record) {
+  char level = 0, tag[16] = "";
+  int day, hour, minute, second, micro, length = 0;
+  if (std::sscanf(line.c_str(), "%c %*3[A-Za-z] %d %d:%d:%d:%6d %d:%d %15[A-Z] (%n", &level, &day,
+                  &hour, &minute, &second, &micro, &record->process, &record->thread, tag,
+                  &length) != 9 ||
+      length == 0 || std::strchr("EWID", level) == nullptr) {
+    return 0;
+  }
+  record->level = level;
+  record->tag = tag;
+  return static_cast<std::size_t>(length);
+}
 
 // The label ends at the parenthesis that closes the prefix: "): " outside of any other pair.
 std::size_t labelEnd(const std::string& line, std::size_t start) {
@@ -30,9 +43,43 @@ std::string readFile(const std::string& path) {
   return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-std::string escape(char c) {
-  static const std::string special = R"(\^$.|?*+()[]{})";
-  return special.find(c) != std::string::npos ? std::string("\\") + c : std::string(1, c);
+// The longest beginning of the text, from `start` on, that consists of these characters.
+std::size_t run(const std::string& text, std::size_t start, const char* characters) {
+  const std::size_t end = text.find_first_not_of(characters, start);
+  return (end == std::string::npos ? text.size() : end) - start;
+}
+
+// How many characters of the text a mark may stand for at most; 0: it does not fit here.
+std::size_t fits(const std::string& mark, const std::string& text, std::size_t start) {
+  constexpr const char* kHex = "0123456789abcdef";
+  if (mark == "<hex>") return run(text, start, kHex);
+  if (mark == "<num>") {
+    const std::size_t sign = text.compare(start, 1, "-") == 0 ? 1 : 0;
+    const std::size_t digits = run(text, start + sign, "0123456789");
+    return digits > 0 ? sign + digits : 0;
+  }
+  if (text.compare(start, 5, "(nil)") == 0) return 5;
+  const std::size_t digits = text.compare(start, 2, "0x") == 0 ? run(text, start + 2, kHex) : 0;
+  return digits > 0 ? 2 + digits : 0;
+}
+
+bool matchesFrom(const std::string& expected, std::size_t e, const std::string& actual,
+                 std::size_t a) {
+  for (; e < expected.size(); ++e, ++a) {
+    const std::string mark = expected.substr(e, 5);
+    if (mark == "<any>") {
+      for (; a <= actual.size(); ++a) {
+        if (matchesFrom(expected, e + 5, actual, a)) return true;
+      }
+      return false;
+    }
+    if (mark == "<ptr>" || mark == "<hex>" || mark == "<num>") {
+      const std::size_t most = a < actual.size() ? fits(mark, actual, a) : 0;
+      return most > 0 && matchesFrom(expected, e + 5, actual, a + most);
+    }
+    if (a >= actual.size() || expected[e] != actual[a]) return false;
+  }
+  return a == actual.size();
 }
 
 } // namespace
@@ -71,17 +118,16 @@ std::vector<LogRecord> LogFile::take() {
 }
 
 std::vector<LogRecord> parseLog(const std::string& text) {
-  static const std::regex prefix(kPrefix);
   std::vector<LogRecord> records;
   std::istringstream stream(text);
   for (std::string line; std::getline(stream, line);) {
-    std::smatch match;
-    const bool starts = std::regex_search(line, match, prefix);
-    const std::size_t label = starts ? static_cast<std::size_t>(match.length(0)) : 0;
-    const std::size_t end = starts ? labelEnd(line, label) : std::string::npos;
+    LogRecord record{'?', 0, 0, "", "", ""};
+    const std::size_t label = readPrefix(line, &record);
+    const std::size_t end = label > 0 ? labelEnd(line, label) : std::string::npos;
     if (end != std::string::npos && line.compare(end, 3, "): ") == 0) {
-      records.push_back({match[1].str()[0], std::stoi(match[2]), std::stoi(match[3]), match[4],
-                         line.substr(label, end - label), line.substr(end + 3)});
+      record.label = line.substr(label, end - label);
+      record.message = line.substr(end + 3);
+      records.push_back(record);
     } else if (!records.empty()) {
       records.back().message += "\n" + line; // a message with a line end of its own
     } else {
@@ -115,25 +161,7 @@ Lines textsOfOtherThreads(const std::vector<LogRecord>& records, pid_t thread) {
 }
 
 bool matchesLine(const std::string& expected, const std::string& actual) {
-  static const std::pair<std::string, std::string> marks[] = {
-      {"<ptr>", "(0x[0-9a-f]+|\\(nil\\))"},
-      {"<hex>", "[0-9a-f]+"},
-      {"<num>", "-?[0-9]+"},
-      {"<any>", "[^]*"},
-  };
-  std::string pattern;
-  for (std::size_t i = 0; i < expected.size();) {
-    const auto mark = std::find_if(std::begin(marks), std::end(marks), [&](const auto& candidate) {
-      return expected.compare(i, candidate.first.size(), candidate.first) == 0;
-    });
-    if (mark != std::end(marks)) {
-      pattern += mark->second;
-      i += mark->first.size();
-    } else {
-      pattern += escape(expected[i++]);
-    }
-  }
-  return std::regex_match(actual, std::regex(pattern));
+  return matchesFrom(expected, 0, actual, 0);
 }
 
 testing::AssertionResult sameLines(const Lines& expected, const Lines& actual) {
