@@ -85,21 +85,31 @@ TEST_P(Pixels, AreTheSameAfterTheWindowIsResizedHiddenShownAndMoved) {
   });
 }
 
-// Other tests ask for a visual to the last buffer, which few programs do.
-TEST_P(Pixels, AreTheSameWithTheVisualThatGlxChooses) {
-  play("chosen", [this](Play& play) {
-    const char* const words = kind().doubleBuffered ? " 0 double" : " 0 single";
-    const Window window = play.program().stage("w", std::string("300 200") + words);
-    show(play, window, "quadrants", 1, 1);
-    show(play, window, "bar", 2, 3);
-  });
-}
-
 INSTANTIATE_TEST_SUITE_P(, Pixels,
                          testing::Combine(testing::ValuesIn(allDeliveries()),
                                           testing::Values(Kind{24, true}, Kind{24, false},
                                                           Kind{32, true}, Kind{32, false})),
                          nameOf);
+
+// Others ask for a visual to the last buffer, which few programs do.
+class ChosenVisual : public testing::TestWithParam<Delivery> {};
+
+TEST_P(ChosenVisual, GivesTheSamePixels) {
+  const auto script = [](Play& play) {
+    int x = 0;
+    for (const char* kind : {"double", "single"}) {
+      const std::string place = " " + std::to_string(x) + " 0";
+      const Window window = play.program().stage(kind, "300 200 0 " + std::string(kind) + place);
+      show(play, window, "quadrants", 1, 1);
+      show(play, window, "bar", 2, 3);
+      x += 400;
+    }
+  };
+  playThroughLibrary("chosen", script, GetParam().display(), GetParam().environment());
+}
+
+INSTANTIATE_TEST_SUITE_P(, ChosenVisual, testing::ValuesIn(allDeliveries()),
+                         [](const auto& test) { return test.param.name(); });
 
 } // namespace
 } // namespace zol::endtoend

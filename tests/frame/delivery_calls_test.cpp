@@ -507,6 +507,7 @@ RIG_SCENARIO(endsWithAWindowThatIsGone) {
   recorder().addConfig({std::strtoul(std::getenv("ZOL_RIG_LOCAL_VISUAL"), nullptr, 10),
                         {{GLX_DOUBLEBUFFER, 1}, {GLX_RENDER_TYPE, 3}}});
   const GLXContext context = GL_OF(host, glXCreateContext)(display, visual, nullptr, True);
+  XFree(visual);
   const Window window =
       XCreateSimpleWindow(display, DefaultRootWindow(display), 0, 0, 9, 9, 0, 0, 0);
   XMapWindow(display, window);

@@ -128,6 +128,7 @@ TEST_F(RecordingDriver, DeliversTheFrameThatTheTestSets) {
   const std::uint32_t expected[] = {0xff000000u, 0xff000001u, 0xff00000au, 0xff00000bu};
   EXPECT_EQ(std::memcmp(pixels, expected, sizeof expected), 0);
   EXPECT_EQ(recorder().complaints(), Texts{});
+  XCloseDisplay(local);
 }
 
 TEST_F(RecordingDriver, ComplainsAboutUsesThatNoDriverForgives) {
@@ -142,6 +143,7 @@ TEST_F(RecordingDriver, ComplainsAboutUsesThatNoDriverForgives) {
             (Texts{"glReadBuffer without a context",
                    "destruction of a pbuffer that does not exist: 0x5a000009",
                    "glXDestroyContext of ctx1, again"}));
+  XCloseDisplay(local);
 }
 
 TEST_F(RecordingDriver, ComplainsAboutTwoThreadsOnTheLocalDisplayAtOnce) {
@@ -152,6 +154,7 @@ TEST_F(RecordingDriver, ComplainsAboutTwoThreadsOnTheLocalDisplayAtOnce) {
   DRIVER(glXSwapBuffers)(local, 0);
   EXPECT_EQ(recorder().complaints(),
             Texts{"glXIsDirect on the local display while another thread is in glXSwapBuffers"});
+  XCloseDisplay(local);
 }
 
 } // namespace
