@@ -1,6 +1,7 @@
 #include "softgpu/context.h"
 
 #include "softgpu/driver.h"
+#include "softgpu/open_queries.h"
 #include "softgpu/registry.h"
 
 #include <atomic>
@@ -72,7 +73,10 @@ Bool Context::makeCurrent(Display* display, Drawables drawables, GLXContext hand
   const auto next = registry().findContext(display, handle, pbuffers.draw || pbuffers.read);
   // Mesa's rasterizer threads wait forever when their display is closed under a scene of theirs,
   // and a program that has let go of its context believes to be free to close it.
-  if (before && !handle) driver.glFinish();
+  if (before && !handle)
+    driver.glFinish();
+  else
+    openQueries().finishBeforeLeavingFor(handle);
   const Drawables target = next ? next->plan(pbuffers, drawables) : drawables;
   const Bool done = target == drawables
                         ? direct(display, drawables, handle)

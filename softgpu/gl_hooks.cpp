@@ -1,6 +1,7 @@
 #include "softgpu/context.h"
 #include "softgpu/driver.h"
 #include "softgpu/hooks.h"
+#include "softgpu/open_queries.h"
 
 #include <type_traits>
 
@@ -102,6 +103,16 @@ void readFrom(bool depth, const Call& call) {
 } // namespace
 
 namespace hooks {
+
+void glBeginQuery(GLenum target, GLuint id) {
+  driver.glBeginQuery(target, id);
+  openQueries().opened(driver.glXGetCurrentContext());
+}
+
+void glEndQuery(GLenum target) {
+  driver.glEndQuery(target);
+  openQueries().closed(driver.glXGetCurrentContext());
+}
 
 void glDrawBuffer(GLenum buffer) {
   chooseDrawBuffers(DrawBuffers::accepts(buffer), true, DrawBuffers::one(buffer),

@@ -1,6 +1,7 @@
 #include "softgpu/context.h"
 #include "softgpu/driver.h"
 #include "softgpu/hooks.h"
+#include "softgpu/open_queries.h"
 #include "softgpu/registry.h"
 
 namespace zol::softgpu {
@@ -11,7 +12,9 @@ void mend(Display* display, GLXFBConfig config, GLXPbuffer pbuffer) {
   int isStereo = 0;
   driver.glXGetFBConfigAttrib(display, config, GLX_DOUBLEBUFFER, &isDouble);
   driver.glXGetFBConfigAttrib(display, config, GLX_STEREO, &isStereo);
-  if (pbuffer != None && isDouble && !isStereo) registry().addPbuffer(display, pbuffer, config);
+  if (pbuffer == None) return;
+  if (isDouble && !isStereo) registry().addPbuffer(display, pbuffer, config);
+  if (!isDouble) registry().addSingleBuffered(display);
 }
 
 // The mended pbuffer that a swap is for. None for one that a context this library does not follow
@@ -76,6 +79,7 @@ Bool glXMakeCurrentReadSGI(Display* display, GLXDrawable draw, GLXDrawable read,
 }
 
 void glXDestroyContext(Display* display, GLXContext context) {
+  if (context != driver.glXGetCurrentContext()) openQueries().forget(context);
   const auto known = registry().removeContext(context);
   if (!known || !known->destroyWhenReleased()) driver.glXDestroyContext(display, context);
 }

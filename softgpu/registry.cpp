@@ -1,6 +1,7 @@
 #include "softgpu/registry.h"
 
 #include "softgpu/driver.h"
+#include "softgpu/presentation_errors.h"
 
 #include <X11/Xlibint.h>
 
@@ -26,6 +27,18 @@ void Registry::addPbuffer(Display* display, GLXPbuffer id, GLXFBConfig config) t
   if (firstOfDisplay) watchForClose(display);
 } catch (const std::bad_alloc&) {
   // The pbuffer stays as the driver made it.
+}
+
+void Registry::addSingleBuffered(Display* display) try {
+  takePresentationErrors(display);
+  bool firstOfDisplay = false;
+  {
+    const std::lock_guard lock(mutex_);
+    firstOfDisplay = watched_.insert(display).second;
+  }
+  if (firstOfDisplay) watchForClose(display);
+} catch (const std::bad_alloc&) {
+  // The connection stays watched for what else it has, or not at all.
 }
 
 std::shared_ptr<CopyContexts> Registry::copyContexts(Display* display, GLXFBConfig config) {
@@ -89,6 +102,7 @@ void Registry::watchForClose(Display* display) {
 }
 
 void Registry::displayCloses(Display* display) {
+  presentingDisplayCloses(display);
   std::map<DrawableKey, std::shared_ptr<Pbuffer>> pbuffers;
   std::map<ConfigKey, std::weak_ptr<CopyContexts>> copies;
   std::unordered_map<GLXContext, std::shared_ptr<Context>> contexts;

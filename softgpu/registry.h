@@ -19,6 +19,8 @@ class Registry {
 public:
   // Takes charge of a double-buffered pbuffer that the driver has just made.
   void addPbuffer(Display* display, GLXPbuffer id, GLXFBConfig config);
+  // Only keeps its presentation from troubling the program.
+  void addSingleBuffered(Display* display);
   // Forgets a pbuffer, whose id is then free for others; null when it was never added.
   std::shared_ptr<Pbuffer> removePbuffer(Display* display, GLXPbuffer id);
   std::shared_ptr<Pbuffer> findPbuffer(Display* display, GLXDrawable id) const;
