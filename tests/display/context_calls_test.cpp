@@ -368,6 +368,21 @@ TEST_F(ContextCalls, FollowTheProgramToAnotherConnection) {
                                  address(other)));
 }
 
+// The driver may know the same configuration by another handle there: it is looked up by its id,
+// among all of that connection's.
+TEST_F(ContextCalls, OnAnotherConnectionLookTheirConfigurationUpThere) {
+  const std::string all = "glXGetFBConfigs(local, 0, &)";
+  open();
+  firstContext();
+  byVisual_(display_, &visuals_.alpha, nullptr, True);
+  EXPECT_FALSE(hasLine(driverCalls(), all)); // the map's own connection
+  Display* const other = openDisplay();
+  EXPECT_NE(byVisual_(other, &visuals_.alpha, nullptr, True), nullptr);
+  const Lines calls = driverCalls();
+  EXPECT_TRUE(hasLine(calls, all));
+  EXPECT_EQ(calls.back(), "glXCreateNewContext(local, fb3, GLX_RGBA_TYPE, NULL, 1) = ctx3");
+}
+
 TEST_F(ContextCalls, StayOnTheFirstConnectionWhenToldTo) {
   set("ZOL_GL_OVERRIDE_CACHED_DISPLAY", "0");
   open();

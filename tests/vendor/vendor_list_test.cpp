@@ -1,6 +1,8 @@
 #include "rig/fixture.h"
 
+#include <cstdlib>
 #include <dlfcn.h>
+#include <filesystem>
 
 using namespace zol::rig;
 
@@ -13,6 +15,10 @@ std::string attempt(const std::string& name) {
          name + ".so.0'...";
 }
 
+std::string isSelf(const std::string& name) {
+  return "W " + kFind + ": System vendor '" + name + "' is this library itself, skipping";
+}
+
 bool isLoaded(const std::string& fileName) {
   void* const handle = dlopen(fileName.c_str(), RTLD_NOW | RTLD_NOLOAD);
   if (handle != nullptr) dlclose(handle);
@@ -21,17 +27,20 @@ bool isLoaded(const std::string& fileName) {
 
 class VendorList : public Rig {
 protected:
-  // Enters with a local display that announces these names.
-  int enterWith(const std::string& names) {
+  // Starts a local display that announces these names.
+  void announce(const std::string& names) {
     const auto& local = startAnnouncingServer(names);
     set("DISPLAY", startApplicationServer(local.name()).name());
     set("ZOL_GL_INITIALIZE_COPYBACK_AT_INIT", "0");
+  }
+  int enterWith(const std::string& names) {
+    announce(names);
     return enter();
   }
 
   // The search's own lines, after the first.
-  Lines search() {
-    Lines lines = logged();
+  Lines search() { return searchIn(logged()); }
+  static Lines searchIn(Lines lines) {
     std::erase_if(lines, [](const std::string& line) {
       return line.find(kFind) == std::string::npos ||
              line.find("Searching on local") != std::string::npos;
@@ -84,11 +93,23 @@ TEST_F(VendorList, StopsAtTheFirstThatServes) {
 
 TEST_F(VendorList, NeverTakesTheLibraryItself) {
   ASSERT_EQ(enterWith("zol recorder"), 1);
-  const Lines lines = search();
-  ASSERT_EQ(lines.size(), 2u);
-  EXPECT_EQ(lines[0].substr(0, 2), "W ") << lines[0];
-  EXPECT_NE(lines[0].find("zol"), std::string::npos) << lines[0];
-  EXPECT_EQ(lines[1], attempt("recorder"));
+  EXPECT_LINES(search(), {isSelf("zol"), attempt("recorder")});
+}
+
+// The loader's search path is read when a process begins.
+RIG_SCENARIO(entersWithAnotherSearchPath) {
+  return VendorHost().enter() == 1 ? 0 : 99;
+}
+
+TEST_F(VendorList, NeverTakesALinkToTheLibraryItself) {
+  announce("other recorder");
+  std::filesystem::create_symlink(ZOL_LIBRARY, testDirectory() + "/libGLX_other.so.0");
+  ScenarioOptions options;
+  options.environment["LD_LIBRARY_PATH"] = testDirectory() + ":" + std::getenv("LD_LIBRARY_PATH");
+  const ScenarioResult result = runScenario("entersWithAnotherSearchPath", options);
+  EXPECT_EQ(result.exitStatus, 0);
+  EXPECT_LINES(searchIn(texts(LogFile(testDirectory(), result.process).all())),
+               {attempt("other"), isSelf("libGLX_other.so.0"), attempt("recorder")});
 }
 
 TEST_F(VendorList, CopesWithANameTooLongForAFile) {

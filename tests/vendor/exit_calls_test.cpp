@@ -1,0 +1,80 @@
+#include "rig/fixture.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using namespace zol::rig;
+
+namespace {
+
+constexpr unsigned kTooLong = 60; // seconds, after which a process that hangs is ended
+
+class Exit : public Rig {};
+
+// A program with a current context, whose copyback thread has a frame to deliver and does not get
+// to it. The test's servers belong to the test.
+class Program : public Rig {
+public:
+  void TestBody() override {}
+
+  [[noreturn]] void exitInsideMakeCurrent(int status) {
+    start();
+    outside::holdDeliveries();
+    Display* const display = openDisplay();
+    const Window window = createWindow(display, visuals_.doubled, 64, 48);
+    if (makeCurrent(display, window, createContext(display, visuals_.doubled)) != True) _exit(99);
+    swap(display, window);
+    if (!eventually(outside::deliveryIsHeld)) _exit(98);
+    recorder().setHook("glXMakeCurrent", [status] { std::exit(status); });
+    makeCurrent(display, None, nullptr);
+    _exit(97);
+  }
+
+  // The exit status of a child that has this program's memory, but not its threads.
+  int forkAndExit(int status) {
+    if (enter() != 1) return 99;
+    const pid_t child = fork();
+    if (child == 0) {
+      alarm(kTooLong);
+      std::printf("%d", getpid());
+      std::exit(status);
+    }
+    int left = 0;
+    if (child < 0 || waitpid(child, &left, 0) != child) return 98;
+    return WIFSIGNALED(left) ? 128 + WTERMSIG(left) : WEXITSTATUS(left);
+  }
+};
+
+RIG_SCENARIO(exitsInsideTheDriver) {
+  alarm(kTooLong);
+  static Program* const program = new Program;
+  program->exitInsideMakeCurrent(3);
+}
+
+RIG_SCENARIO(exitsInAForkedChild) {
+  static Program* const program = new Program;
+  return program->forkAndExit(7);
+}
+
+// The thread may be waiting for just the lock that the exiting thread will never give back.
+TEST_F(Exit, InsideACallThatHoldsALockDoesNotWaitForTheCopybackThread) {
+  EXPECT_EQ(runScenario("exitsInsideTheDriver").exitStatus, 3); // -SIGALRM: it hung
+}
+
+// The copyback thread stayed in the parent: the child neither waits for its beginning nor its end.
+TEST_F(Exit, OfAForkedChildDoesNotWaitForTheCopybackThread) {
+  startServers();
+  const ScenarioResult result = runScenario("exitsInAForkedChild");
+  EXPECT_EQ(result.exitStatus, 7);
+  const pid_t child = std::atoi(result.out.c_str());
+  ASSERT_GT(child, 0) << result.out;
+  Lines lines;
+  for (const pid_t process : {result.process, child})
+    lines = lines + textsOfThread(LogFile(testDirectory(), process).all(), child);
+  EXPECT_LINES(lines, {"D void zol_fini(): START", "D void zol::gl::Copyback::stop(): START",
+                       "D void zol::gl::Copyback::stop(): DONE", "D void zol_fini(): DONE"});
+}
+
+} // namespace
