@@ -14,37 +14,56 @@ constexpr unsigned kTooLong = 60; // seconds, after which a process that hangs i
 class Exit : public Rig {};
 
 // A program with a current context, whose copyback thread has a frame to deliver and does not get
-// to it. The test's servers belong to the test.
+// to it.
 class Program : public Rig {
 public:
   void TestBody() override {}
 
   [[noreturn]] void exitInsideMakeCurrent(int status) {
-    start();
-    outside::holdDeliveries();
-    Display* const display = openDisplay();
-    const Window window = createWindow(display, visuals_.doubled, 64, 48);
-    if (makeCurrent(display, window, createContext(display, visuals_.doubled)) != True) _exit(99);
-    swap(display, window);
-    if (!eventually(outside::deliveryIsHeld)) _exit(98);
+    drawFrame();
     recorder().setHook("glXMakeCurrent", [status] { std::exit(status); });
-    makeCurrent(display, None, nullptr);
+    makeCurrent(display_, None, nullptr);
     _exit(97);
   }
 
   // The exit status of a child that has this program's memory, but not its threads.
   int forkAndExit(int status) {
-    if (enter() != 1) return 99;
+    drawFrame();
     const pid_t child = fork();
     if (child == 0) {
       alarm(kTooLong);
       std::printf("%d", getpid());
+      std::fflush(stdout);
       std::exit(status);
     }
     int left = 0;
     if (child < 0 || waitpid(child, &left, 0) != child) return 98;
+    outside::letDeliveriesPass();
     return WIFSIGNALED(left) ? 128 + WTERMSIG(left) : WEXITSTATUS(left);
   }
+
+private:
+  void drawFrame() {
+    startServers();
+    describeVisuals();
+    // Between the library's part of an exit and the servers': those are not a child's to end.
+    static const pid_t own = getpid();
+    on_exit(
+        [](int status, void*) {
+          if (getpid() != own) _exit(status);
+        },
+        nullptr);
+    begin();
+    outside::holdDeliveries();
+    display_ = openDisplay();
+    const Window window = createWindow(display_, visuals_.doubled, 64, 48);
+    const GLXContext context = createContext(display_, visuals_.doubled);
+    if (makeCurrent(display_, window, context) != True) _exit(96);
+    swap(display_, window);
+    if (!eventually(outside::deliveryIsHeld)) _exit(95);
+  }
+
+  Display* display_ = nullptr;
 };
 
 RIG_SCENARIO(exitsInsideTheDriver) {
@@ -65,7 +84,6 @@ TEST_F(Exit, InsideACallThatHoldsALockDoesNotWaitForTheCopybackThread) {
 
 // The copyback thread stayed in the parent: the child neither waits for its beginning nor its end.
 TEST_F(Exit, OfAForkedChildDoesNotWaitForTheCopybackThread) {
-  startServers();
   const ScenarioResult result = runScenario("exitsInAForkedChild");
   EXPECT_EQ(result.exitStatus, 7);
   const pid_t child = std::atoi(result.out.c_str());
