@@ -78,7 +78,7 @@ std::optional<std::string> ChildProcess::ending() {
 }
 
 void ChildProcess::stop() {
-  if (pid_ == 0) return;
+  if (pid_ <= 0) return;
   // The group may outlive the program it was made for.
   kill(-pid_, SIGTERM);
   const auto deadline = std::chrono::steady_clock::now() + kGrace;

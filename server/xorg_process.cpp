@@ -248,7 +248,7 @@ private:
         continue;
       }
       if (signal != SIGHUP) askedToEnd_ = true;
-      kill(pid_, signal);
+      if (pid_ > 0) kill(pid_, signal);
     }
   }
 

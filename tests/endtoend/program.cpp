@@ -115,7 +115,7 @@ Program::Program(const Folder& folder, std::vector<std::string> command,
 }
 
 Program::~Program() {
-  if (pid_ == 0) return;
+  if (pid_ <= 0) return;
   kill(-pid_, SIGKILL);
   while (waitpid(pid_, nullptr, 0) < 0 && errno == EINTR) {
   }
@@ -170,7 +170,7 @@ std::string Program::readRest() {
 }
 
 void Program::signal(int number) const {
-  if (pid_ != 0) kill(pid_, number);
+  if (pid_ > 0) kill(pid_, number);
 }
 
 int Program::wait() {

@@ -56,9 +56,10 @@ void readInto(UniqueFd& fd, std::string& text) {
 Program::Program(std::vector<std::string> words, const Environment& environment) {
   auto out = makePipe();
   auto err = makePipe();
-  pid_ = fork();
-  if (pid_ < 0) throw std::runtime_error("no process");
-  if (pid_ == 0) {
+  const pid_t pid = fork();
+  if (pid < 0) throw std::runtime_error("no process");
+  pid_ = pid;
+  if (pid == 0) {
     dup2(out[1].get(), STDOUT_FILENO);
     dup2(err[1].get(), STDERR_FILENO);
     become(words, environment);
@@ -70,9 +71,10 @@ Program::Program(std::vector<std::string> words, const Environment& environment)
 Program Program::onTerminal(std::vector<std::string> words) {
   Program program;
   int terminal = -1;
-  program.pid_ = forkpty(&terminal, nullptr, nullptr, nullptr);
-  if (program.pid_ < 0) throw std::runtime_error("no terminal");
-  if (program.pid_ == 0) become(words, {});
+  const pid_t pid = forkpty(&terminal, nullptr, nullptr, nullptr);
+  if (pid < 0) throw std::runtime_error("no terminal: is /dev/pts mounted?");
+  if (pid == 0) become(words, {});
+  program.pid_ = pid;
   fcntl(terminal, F_SETFD, FD_CLOEXEC);
   program.out_ = UniqueFd(terminal);
   return program;
@@ -83,7 +85,7 @@ Program::Program(Program&& other) noexcept
       outcome_(std::move(other.outcome_)) {}
 
 Program::~Program() {
-  if (pid_ == 0) return;
+  if (pid_ <= 0) return; // -1 would mean every process there is
   kill(pid_, SIGKILL);
   waitpid(pid_, nullptr, 0);
 }
@@ -111,7 +113,7 @@ void Program::typeKey(char key) {
 }
 
 void Program::signal(int number) {
-  kill(pid_, number);
+  if (pid_ > 0) kill(pid_, number);
 }
 
 Outcome Program::wait() {
