@@ -109,6 +109,22 @@ void glBeginQuery(GLenum target, GLuint id) {
   openQueries().opened(driver.glXGetCurrentContext());
 }
 
+// An empty texture for a copy of the picture gets the pbuffer's own order of bytes: llvmpipe then
+// moves the picture instead of shading every pixel of it.
+void glTexImage2D(GLenum target, GLint level, GLint internalFormat, GLsizei width, GLsizei height,
+                  GLint border, GLenum format, GLenum type, const void* pixels) {
+  if (!pixels && target == GL_TEXTURE_RECTANGLE && internalFormat == GL_RGBA8 &&
+      format == GL_RGBA && type == GL_UNSIGNED_BYTE && mending()) {
+    GLint unpackBuffer = 0;
+    driver.glGetIntegerv(GL_PIXEL_UNPACK_BUFFER_BINDING, &unpackBuffer);
+    if (unpackBuffer == 0) {
+      internalFormat = GL_RGBA;
+      format = GL_BGRA;
+    }
+  }
+  driver.glTexImage2D(target, level, internalFormat, width, height, border, format, type, pixels);
+}
+
 void glEndQuery(GLenum target) {
   driver.glEndQuery(target);
   openQueries().closed(driver.glXGetCurrentContext());
