@@ -14,6 +14,13 @@ Context* mending() {
   return context && context->mends() ? context : nullptr;
 }
 
+// Whether the calling thread's context reads the front buffer of a mended pbuffer.
+bool readsFrontBuffer() {
+  const Context* const context = mending();
+  return context && context->pbuffers().read &&
+         (context->readBuffer() == GL_FRONT || context->readBuffer() == GL_FRONT_LEFT);
+}
+
 // For a call that a display list may hold: hands it to the driver; true when it was compiled.
 template <class Call>
 bool compiled(Context& context, const Call& call) {
@@ -109,12 +116,13 @@ void glBeginQuery(GLenum target, GLuint id) {
   openQueries().opened(driver.glXGetCurrentContext());
 }
 
-// An empty texture for a copy of the picture gets the pbuffer's own order of bytes: llvmpipe then
-// moves the picture instead of shading every pixel of it.
+// Who reads the finished frame and makes an empty texture wants a copy of the frame in it. In the
+// pbuffer's own order of bytes llvmpipe moves the picture instead of shading every pixel of it. The
+// texture holds the same values; only GL_TEXTURE_INTERNAL_FORMAT tells the difference.
 void glTexImage2D(GLenum target, GLint level, GLint internalFormat, GLsizei width, GLsizei height,
                   GLint border, GLenum format, GLenum type, const void* pixels) {
   if (!pixels && target == GL_TEXTURE_RECTANGLE && internalFormat == GL_RGBA8 &&
-      format == GL_RGBA && type == GL_UNSIGNED_BYTE && mending()) {
+      format == GL_RGBA && type == GL_UNSIGNED_BYTE && readsFrontBuffer()) {
     GLint unpackBuffer = 0;
     driver.glGetIntegerv(GL_PIXEL_UNPACK_BUFFER_BINDING, &unpackBuffer);
     if (unpackBuffer == 0) {

@@ -125,6 +125,75 @@ TEST_F(Frames, AContextOfItsOwnReadsEveryFrameUpsideDown) {
   EXPECT_EQ(gl.glGetError(), GLenum{GL_NO_ERROR});
 }
 
+// The four bytes of a texel, in the order of its format.
+using Texel = std::array<uint8_t, 4>;
+
+// A rectangle texture of 2x1 texels of GL_RGBA8, made with `pixels` or, with null, empty.
+GLuint makeRectangle(const Texel* pixels) {
+  GLuint texture = 0;
+  gl.glGenTextures(1, &texture);
+  gl.glBindTexture(GL_TEXTURE_RECTANGLE, texture);
+  gl.glTexImage2D(GL_TEXTURE_RECTANGLE, 0, GL_RGBA8, 2, 1, 0, GL_RGBA, GL_UNSIGNED_BYTE, pixels);
+  return texture;
+}
+
+GLint internalFormat() {
+  GLint result = 0;
+  gl.glGetTexLevelParameteriv(GL_TEXTURE_RECTANGLE, 0, GL_TEXTURE_INTERNAL_FORMAT, &result);
+  return result;
+}
+
+TEST_F(Frames, TexturesOfThoseWhoDoNotReadTheFrontBufferAreAsTheyAskedFor) {
+  GLXContext context = makeContext();
+  makeCurrent(makePbuffer(), context);
+  makeRectangle(nullptr);
+  EXPECT_EQ(internalFormat(), GL_RGBA8);
+  gl.glReadBuffer(GL_FRONT);
+  const std::array<Texel, 2> data{Texel{1, 2, 3, 4}, Texel{250, 150, 100, 50}};
+  makeRectangle(data.data());
+  EXPECT_EQ(internalFormat(), GL_RGBA8);
+  gl.glReadBuffer(GL_BACK);
+  makeRectangle(nullptr);
+  EXPECT_EQ(internalFormat(), GL_RGBA8);
+  EXPECT_EQ(gl.glGetError(), GLenum{GL_NO_ERROR});
+}
+
+TEST_F(Frames, ACopyOfTheFrontBufferHoldsItsValuesWhateverItsOrderOfBytes) {
+  config = chooseConfig(true, GLX_ALPHA_SIZE, 8);
+  ASSERT_NE(config, nullptr);
+  const GLXPbuffer pbuffer = makePbuffer();
+  makeCurrent(pbuffer, makeContext());
+  const Texel first{10, 20, 30, 40};
+  const Texel second{200, 150, 100, 50};
+  auto clear = [](int x, int w, const Texel& value) {
+    gl.glEnable(GL_SCISSOR_TEST);
+    gl.glScissor(x, 0, w, height);
+    gl.glClearColor(value[0] / 255.f, value[1] / 255.f, value[2] / 255.f, value[3] / 255.f);
+    gl.glClear(GL_COLOR_BUFFER_BIT);
+    gl.glDisable(GL_SCISSOR_TEST);
+  };
+  clear(0, 1, first);
+  clear(1, width - 1, second);
+  swap(pbuffer);
+  gl.glReadBuffer(GL_FRONT);
+  const GLuint texture = makeRectangle(nullptr);
+  GLuint framebuffer = 0;
+  gl.glGenFramebuffers(1, &framebuffer);
+  gl.glBindFramebuffer(GL_DRAW_FRAMEBUFFER, framebuffer);
+  gl.glFramebufferTexture2D(GL_DRAW_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_RECTANGLE,
+                            texture, 0);
+  gl.glBlitFramebuffer(0, 0, 2, 1, 0, 0, 2, 1, GL_COLOR_BUFFER_BIT, GL_NEAREST);
+  std::array<Texel, 2> copied{};
+  gl.glGetTexImage(GL_TEXTURE_RECTANGLE, 0, GL_RGBA, GL_UNSIGNED_BYTE, copied.data());
+  EXPECT_EQ(copied, (std::array<Texel, 2>{first, second}));
+  // The texture is as good as any to put new texels into.
+  gl.glTexImage2D(GL_TEXTURE_RECTANGLE, 0, GL_RGBA8, 2, 1, 0, GL_RGBA, GL_UNSIGNED_BYTE,
+                  std::array<Texel, 2>{second, first}.data());
+  gl.glGetTexImage(GL_TEXTURE_RECTANGLE, 0, GL_RGBA, GL_UNSIGNED_BYTE, copied.data());
+  EXPECT_EQ(copied, (std::array<Texel, 2>{second, first}));
+  EXPECT_EQ(gl.glGetError(), GLenum{GL_NO_ERROR});
+}
+
 TEST_F(Frames, TheReadersChoiceOfGlFrontOutlivesAResize) {
   GLXPbuffer pbuffer = makePbuffer();
   GLXContext program = makeContext();
