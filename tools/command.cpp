@@ -23,6 +23,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr auto kGrace = std::chrono::seconds(5);
 constexpr timespec kTick = {0, 50'000'000};
+constexpr timespec kSlowTick = {0, 200'000'000};
 
 constexpr int kEndSignals[] = {SIGINT, SIGQUIT, SIGTERM, SIGHUP};
 
@@ -113,14 +114,15 @@ int EndSignals::pending() const {
 }
 
 int runCommand(const Command& command, const EndSignals& signals,
-               const std::function<bool(pid_t)>& keep) {
+               const std::function<bool(pid_t)>& keep, const std::function<void()>& tick) {
   prctl(PR_SET_CHILD_SUBREAPER, 1);
   const pid_t pid = startCommand(command, signals);
   std::optional<Clock::time_point> deadline;
   std::optional<int> status;
   while (!(status = ended(pid))) {
+    if (tick) tick();
     siginfo_t info{};
-    const timespec* limit = deadline ? &kTick : nullptr;
+    const timespec* limit = deadline ? &kTick : tick ? &kSlowTick : nullptr;
     const int signal =
         limit ? sigtimedwait(&signals.set(), &info, limit) : sigwaitinfo(&signals.set(), &info);
     if (deadline && Clock::now() >= *deadline) kill(pid, SIGKILL);

@@ -44,7 +44,8 @@ private:
 // Runs the program in the foreground, hands signals on to it, and returns its exit status, 128 +
 // signal when one killed it. A program that does not end on SIGTERM or SIGHUP within seconds is
 // killed, as are the processes that it leaves behind; `keep` tells which children are not its own.
+// `tick`, if any, is called a few times a second meanwhile.
 int runCommand(const Command& command, const EndSignals& signals,
-               const std::function<bool(pid_t)>& keep);
+               const std::function<bool(pid_t)>& keep, const std::function<void()>& tick = {});
 
 } // namespace zol::tools

@@ -4,6 +4,7 @@
 #include "command.h"
 #include "display_probe.h"
 #include "display_server.h"
+#include "frame_rate_reports.h"
 #include "locations.h"
 #include "run_error.h"
 #include "zolrun_options.h"
@@ -11,6 +12,8 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <optional>
 #include <string>
 
 namespace zol::tools {
@@ -18,21 +21,31 @@ namespace zol::tools {
 namespace {
 
 constexpr char kHelp[] =
-    R"(Usage: zolrun [--gl-display NAME] [--] command [arguments]
-       zolrun --headless [--geometry WxH] [--gl-display NAME] [--] command [arguments]
+    R"(Usage: zolrun [options] [--] command [arguments]
+       zolrun --headless [--geometry WxH] [options] [--] command [arguments]
 
 Runs a program whose OpenGL is rendered on another X server of this machine.
 
   --headless         run it on a private X server that ends with the program; also
                      start a private software renderer unless a GL display is named
   --geometry WxH     size of that server's screen in pixels (default 1280x1024)
-  --gl-display NAME  the X server to render on (or the environment variable
-                     ZOL_GL_DISPLAY)
+  --gl-display NAME  the X server to render on (ZOL_GL_DISPLAY)
+  --fps N            at most N frames a second reach the window
+                     (ZOL_GL_COPYBACK_FRAME_RATE, default 30)
+  --strategy N       how frames reach the window: 0 through shared memory where that
+                     works, 1 always so, 2 never (ZOL_GL_COPYBACK_STRATEGY, default 1)
+  --no-readback      render, but leave the window as it is (ZOL_GL_NO_READBACK)
+  --log-level LEVEL  error, warning, info or debug (ZOL_GL_LOG_LEVEL)
+  --log-dir FOLDER   where the library writes its logs (ZOL_GL_LOG_DIR)
+  --set KEY=VALUE    any setting of the library, as settings files name them
+  --show-fps         print the library's reports of its frame rate
+  --verbose          say what is set in the program's environment
   --help             show this help
   --version          show the version
 
 Without --headless the display of the environment variable DISPLAY is used; it has
-to be served by Xzol.
+to be served by Xzol. What is given in the environment holds unless an option says
+otherwise.
 
 The exit status is the program's, 128 + N when signal N killed it, 127 when it was
 not found, 126 when it could not be run, and 125 when zolrun itself failed.
@@ -87,6 +100,33 @@ void chooseVendor(const DisplayFacts& facts, Command& command) {
   if (!facts.announces(kVendor) || isOverridden) command.environment[kVariable] = kVendor;
 }
 
+std::string settingOf(const Command& command, const char* variable) {
+  const auto own = command.environment.find(variable);
+  return own == command.environment.end() ? environmentValue(variable) : own->second;
+}
+
+// Lets the library report its frame rates, where the program's logs go anyway.
+void beginReports(Command& command, std::optional<FrameRateReports>& reports) {
+  const std::string level = settingOf(command, "ZOL_GL_LOG_LEVEL");
+  if (strcasecmp(level.c_str(), "debug") != 0) command.environment["ZOL_GL_LOG_LEVEL"] = "info";
+  reports.emplace(settingOf(command, "ZOL_GL_LOG_DIR"));
+  command.environment["ZOL_GL_LOG_DIR"] = reports->folder().string();
+}
+
+void describe(const ZolrunOptions& options, const Command& command) {
+  if (!options.verbose) return;
+  for (const auto& [name, value] : command.environment)
+    fprintf(stderr, "zolrun: sets %s=%s\n", name.c_str(), value.c_str());
+}
+
+int runReported(const Command& command, const EndSignals& signals,
+                const std::function<bool(pid_t)>& keep, std::optional<FrameRateReports>& reports) {
+  if (!reports) return runCommand(command, signals, keep);
+  const int status = runCommand(command, signals, keep, [&] { reports->poll(); });
+  reports->poll();
+  return status;
+}
+
 int runOnCurrentDisplay(const ZolrunOptions& options) {
   const std::string display = environmentValue("DISPLAY");
   if (display.empty()) {
@@ -100,11 +140,20 @@ int runOnCurrentDisplay(const ZolrunOptions& options) {
                    "Start \"Xzol :N\" and set DISPLAY to it, or use zolrun --headless.");
   }
   if (!facts.hasGlx) throw RunError("display " + display + " does not have the extension GLX");
-  Command command{options.command, {}};
+  Command command{options.command, options.settings};
   showLibraries(command);
   chooseVendor(facts, command);
-  if (!options.glDisplay.empty()) command.environment["ZOL_GL_DISPLAY"] = options.glDisplay;
-  return becomeCommand(command);
+  if (!options.showFps) {
+    describe(options, command);
+    return becomeCommand(command);
+  }
+  const EndSignals signals;
+  std::optional<FrameRateReports> reports;
+  beginReports(command, reports);
+  describe(options, command);
+  // What the program leaves running stays, as if zolrun had become the program.
+  return runReported(
+      command, signals, [](pid_t) { return true; }, reports);
 }
 
 std::unique_ptr<DisplayServer> startXzol(std::vector<std::string> options) {
@@ -116,12 +165,11 @@ std::unique_ptr<DisplayServer> startXzol(std::vector<std::string> options) {
 }
 
 int runHeadless(const ZolrunOptions& options) {
-  Command command{options.command, {}};
+  Command command{options.command, options.settings};
   showLibraries(command);
 
   const EndSignals signals;
-  std::string glDisplay =
-      options.glDisplay.empty() ? environmentValue("ZOL_GL_DISPLAY") : options.glDisplay;
+  std::string glDisplay = settingOf(command, "ZOL_GL_DISPLAY");
   std::unique_ptr<DisplayServer> local;
   if (!glDisplay.empty()) {
     probeDisplay(glDisplay);
@@ -143,9 +191,13 @@ int runHeadless(const ZolrunOptions& options) {
   // The display says so too; this also stands above what a settings file may name.
   command.environment["ZOL_GL_DISPLAY"] = glDisplay;
   chooseVendor(probeDisplay(application->name()), command);
-  return runCommand(command, signals, [&](pid_t child) {
+  std::optional<FrameRateReports> reports;
+  if (options.showFps) beginReports(command, reports);
+  describe(options, command);
+  const auto isServer = [&](pid_t child) {
     return child == application->pid() || (local && child == local->pid());
-  });
+  };
+  return runReported(command, signals, isServer, reports);
 }
 
 int run(const ZolrunOptions& options) {

@@ -2,6 +2,7 @@
 
 #include "arguments.h"
 
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -14,7 +15,9 @@ struct ZolrunOptions {
   bool version = false;
   bool headless = false;
   std::optional<Geometry> geometry;
-  std::string glDisplay; // empty: none was named
+  std::map<std::string, std::string> settings; // by environment variable
+  bool showFps = false;
+  bool verbose = false;
   std::vector<std::string> command;
 
   // Throws UsageError.

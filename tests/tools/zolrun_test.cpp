@@ -1,6 +1,7 @@
 #include "program.h"
 #include "tools/display_server.h"
 
+#include <algorithm>
 #include <csignal>
 #include <cstring>
 #include <filesystem>
@@ -109,7 +110,21 @@ TEST(Zolrun, RefusesCommandLinesThatMakeNoSense) {
       {{"--headless", "--geometry", "x", "true"}, "--geometry x is not of the form WxH"},
       {{"--geometry", "800x600", "true"},
        "--geometry is the size of the screen that --headless makes"},
-      {{"--gl-display=", "true"}, "--gl-display needs the name of a display"},
+      {{"--gl-display=", "true"}, "--gl-display takes a text that is not empty, not \"\""},
+      {{"--fps", "fast", "true"}, "--fps takes a whole number, not \"fast\""},
+      {{"--fps", "0", "true"}, "--fps takes a number of 1 or more, not \"0\""},
+      {{"--strategy", "3", "true"}, "--strategy takes 0, 1 or 2, not \"3\""},
+      {{"--log-level", "loud", "true"},
+       "--log-level takes error, warning, info or debug, not \"loud\""},
+      {{"--log-level", "error warning", "true"},
+       "--log-level takes error, warning, info or debug, not \"error warning\""},
+      {{"--log-dir", std::string(1024, 'x'), "true"},
+       "--log-dir: the library reads no more than 1023 characters"},
+      {{"--set", "multisample", "true"}, "--set takes KEY=VALUE, not \"multisample\""},
+      {{"--set", "multisample=4x", "true"}, "--set multisample takes a whole number, not \"4x\""},
+      {{"--set", "verbose=yes", "true"}, "--set verbose takes true, false, 1 or 0, not \"yes\""},
+      {{"--set", "denylist=", "true"}, "--set denylist takes a text that is not empty, not \"\""},
+      {{"--show-fps", "--log-level=error", "true"}, "--show-fps needs --log-level info or debug"},
   };
   for (const auto& [words, message] : refusals) {
     const Outcome outcome = run(zolrun(words));
@@ -119,13 +134,31 @@ TEST(Zolrun, RefusesCommandLinesThatMakeNoSense) {
   }
 }
 
+TEST(Zolrun, NamesEverySettingWhenOneIsUnknown) {
+  const Outcome outcome = run(zolrun({"--set", "use-sample-query=1", "true"}));
+  EXPECT_EQ(outcome.status, 125);
+  const std::string start =
+      "zolrun: there is no setting \"use-sample-query\"; did you mean use-sample-queries?\n"
+      "The settings are:\n  verbose\n  level\n  directory\n";
+  EXPECT_TRUE(outcome.err.starts_with(start)) << outcome.err;
+  EXPECT_TRUE(outcome.err.ends_with(std::string("\n  recursive-local-display-lock\n") + kTryHelp))
+      << outcome.err;
+  EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 39 + 3);
+  const Outcome unlike = run(zolrun({"--set", "colour=1", "true"}));
+  EXPECT_TRUE(unlike.err.starts_with("zolrun: there is no setting \"colour\"\nThe settings are:\n"))
+      << unlike.err;
+}
+
 TEST(Zolrun, TellsItsVersionAndItsOptions) {
   const Outcome version = run(zolrun({"--version"}));
   EXPECT_EQ(version.status, 0);
   EXPECT_EQ(version.out, "zolrun " ZOL_VERSION "\n");
   const Outcome help = run(zolrun({"--help"}));
   EXPECT_EQ(help.status, 0);
-  for (const char* option : {"--headless", "--geometry WxH", "--gl-display NAME"}) {
+  for (const char* option :
+       {"--headless", "--geometry WxH", "--gl-display NAME", "--fps N", "--strategy N",
+        "--no-readback", "--log-level LEVEL", "--log-dir FOLDER", "--set KEY=VALUE", "--show-fps",
+        "--verbose", "--help", "--version"}) {
     EXPECT_NE(help.out.find(option), std::string::npos) << option;
   }
 }
@@ -246,6 +279,90 @@ TEST(Zolrun, HandsTheGLDisplayOn) {
   EXPECT_EQ(lineOf(outcome.out, "ZOL_GL_DISPLAY="), ":7.5") << outcome.err;
 }
 
+TEST(Zolrun, EveryOptionForASettingSetsItsVariable) {
+  const auto server = startXzol();
+  const Outcome outcome =
+      run(zolrun({"--fps", "60", "--fps=25", "--log-level", "info", "--log-dir", "/some/where",
+                  "--no-readback", "--strategy=2", "--set", "multisample=-1", "--set",
+                  "denylist=a b=c", "--set=print-zol-version=true", "env"}),
+          {{"DISPLAY", server->name()}, {"ZOL_GL_LOG_LEVEL", "error"}, {"ZOL_GL_MARK", "kept"}});
+  EXPECT_EQ(outcome.status, 0) << outcome.err;
+  EXPECT_EQ(outcome.err, "");
+  const std::vector<std::pair<std::string, std::string>> expected = {
+      {"ZOL_GL_COPYBACK_FRAME_RATE=", "25"},
+      {"ZOL_GL_LOG_LEVEL=", "info"},
+      {"ZOL_GL_LOG_DIR=", "/some/where"},
+      {"ZOL_GL_NO_READBACK=", "1"},
+      {"ZOL_GL_COPYBACK_STRATEGY=", "2"},
+      {"ZOL_GL_MULTISAMPLE=", "-1"},
+      {"ZOL_GL_DENYLIST=", "a b=c"},
+      {"ZOL_GL_PRINT_VERSION=", "true"},
+      {"ZOL_GL_MARK=", "kept"},
+  };
+  for (const auto& [variable, value] : expected)
+    EXPECT_EQ(lineOf(outcome.out, variable), value) << variable;
+}
+
+TEST(Zolrun, SaysWhatItSetsWhenAsked) {
+  const auto server = startXzol();
+  const Outcome outcome = run(zolrun({"--verbose", "--fps", "60", "true"}),
+                              {{"DISPLAY", server->name()}, {"LD_LIBRARY_PATH", ""}});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.err, "zolrun: sets LD_LIBRARY_PATH=" ZOL_LIBRARY_FOLDER "\n"
+                         "zolrun: sets ZOL_GL_COPYBACK_FRAME_RATE=60\n");
+}
+
+// Writes records as the library does, in two pieces.
+constexpr char kLogging[] = R"(
+  log=$ZOL_GL_LOG_DIR/zol-gl.20261120-010203.program.$$.log
+  printf 'W Nov 20 22:45:10:168140 12:13 ZOLGL (void f()): mind this\n' >> $log
+  printf 'I Nov 20 22:45:10:168141 12:13 ZOLGL (void g(int*)): Produced 4 fra' >> $log
+  printf 'mes in the last 5001 ms: average FPS 0.800\nI Nov 20 22:45:10 12:13 ZOLGL (void f()): no' >> $log
+  echo level $ZOL_GL_LOG_LEVEL
+  echo folder $ZOL_GL_LOG_DIR
+  exit 3)";
+constexpr char kReportLine[] =
+    "zolrun: process 12: Produced 4 frames in the last 5001 ms: average FPS 0.800\n";
+
+TEST(Zolrun, ShowsTheReportsOfTheFrameRateAndWhatElseWouldHaveBeenSeen) {
+  const auto server = startXzol();
+  const Outcome outcome = run(zolrun({"--show-fps", "sh", "-c", kLogging}),
+                              {{"DISPLAY", server->name()}, {"ZOL_GL_LOG_LEVEL", "error"}});
+  EXPECT_EQ(outcome.status, 3);
+  EXPECT_EQ(outcome.err,
+            std::string("W Nov 20 22:45:10:168140 12:13 ZOLGL (void f()): mind this\n") +
+                kReportLine);
+  EXPECT_EQ(lineOf(outcome.out, "level "), "info");
+  EXPECT_FALSE(std::filesystem::exists(lineOf(outcome.out, "folder "))) << outcome.out;
+}
+
+TEST(Zolrun, ReportsOfTheFrameRateStayInTheLogThatWasAskedFor) {
+  const auto server = startXzol();
+  char folder[] = "/tmp/zolrun-test-XXXXXX";
+  ASSERT_NE(mkdtemp(folder), nullptr);
+  const std::filesystem::path before = std::filesystem::path(folder) / "zol-gl.before.log";
+  std::ofstream(before) << "I Nov 20 22:45:10:168140 1:1 ZOLGL (f): Produced 9 frames\n";
+  const Outcome outcome =
+      run(zolrun({"--show-fps", "--log-level", "debug", "--log-dir", folder, "sh", "-c", kLogging}),
+          {{"DISPLAY", server->name()}});
+  EXPECT_EQ(outcome.status, 3);
+  EXPECT_EQ(outcome.err, kReportLine);
+  EXPECT_EQ(lineOf(outcome.out, "level "), "debug");
+  EXPECT_EQ(lineOf(outcome.out, "folder "), folder);
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 2);
+  std::filesystem::remove_all(folder);
+}
+
+TEST(Zolrun, SaysThatThereIsNoRoomForTheReports) {
+  const auto server = startXzol();
+  const Outcome outcome =
+      run(zolrun({"--show-fps", "true"}), {{"DISPLAY", server->name()}, {"TMPDIR", "/proc"}});
+  EXPECT_EQ(outcome.status, 125);
+  EXPECT_TRUE(
+      outcome.err.starts_with("zolrun: cannot make a folder for the library's log: /proc/zolrun-"))
+      << outcome.err;
+}
+
 TEST(Zolrun, BecomesTheCommand) {
   const auto server = startXzol();
   Program program(zolrun({"--", "sh", "-c", "echo $$; exit 42"}), {{"DISPLAY", server->name()}});
@@ -286,6 +403,16 @@ TEST(ZolrunHeadless, GoesThroughBothLibrariesToTheDriver) {
   EXPECT_EQ(outcome.status, 0) << outcome.err;
   EXPECT_EQ(outcome.out,
             ZOL_LIBRARY_FOLDER "/libGLX_zol.so.0\n" ZOL_LIBRARY_FOLDER "/libGLX_zolsoft.so.0\n");
+}
+
+TEST(ZolrunHeadless, ShowsTheFrameRateThatTheLibraryReports) {
+  const Outcome outcome = run(zolrun(
+      {"--headless", "--show-fps", "--", "sh", "-c",
+       std::string(kGears) + "until grep -qs Produced $ZOL_GL_LOG_DIR/*; do sleep 0.05; done; "
+                             "echo process $!; kill $!"}));
+  EXPECT_EQ(outcome.status, 0) << outcome.err;
+  const std::string report = "zolrun: process " + lineOf(outcome.out, "process ") + ": Produced ";
+  EXPECT_NE(outcome.err.find(report), std::string::npos) << outcome.err;
 }
 
 TEST(ZolrunHeadless, PassesTheExitStatusOnAndLeavesNoProcess) {
