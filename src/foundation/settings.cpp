@@ -95,33 +95,45 @@ std::optional<long> wholeNumber(const char* text) {
 // converts wins. `convert` takes a text and a bool* that it sets when the text is invalid.
 template <size_t BufferSize, class Convert>
 auto lookUp(const IniFile* const (&files)[3], const char* envName, const char* section,
-            const char* key, Convert convert) -> std::optional<decltype(convert("", nullptr))> {
-  bool invalid = true;
-  const auto inFile = [&](const IniFile* file) {
-    const char* value = file ? file->getValue(section, key) : nullptr;
-    auto result = convert(value, &invalid);
-    return invalid ? std::nullopt : std::optional(result);
+            const char* key, Convert convert, SettingSource* source)
+    -> std::optional<decltype(convert("", nullptr))> {
+  using Result = std::optional<decltype(convert("", nullptr))>;
+  const auto converted = [&](const char* text, SettingSource where) -> Result {
+    if (!text) return std::nullopt;
+    bool invalid = true;
+    auto result = convert(text, &invalid);
+    if (invalid) return std::nullopt;
+    if (source) *source = where;
+    return result;
   };
-  if (auto found = inFile(files[0])) return found;
+  const auto inFile = [&](const IniFile* file, SettingSource where) {
+    return converted(file ? file->getValue(section, key) : nullptr, where);
+  };
+  if (source) *source = SettingSource::DEFAULT;
+  if (auto found = inFile(files[0], SettingSource::ADMIN_FILE)) return found;
   char buffer[BufferSize];
   if (readEnvironment(envName, buffer, sizeof(buffer))) {
     const std::string_view text = trimmed(buffer);
     buffer[text.data() - buffer + text.size()] = '\0';
-    auto result = convert(text.data(), &invalid);
-    if (!invalid) return result;
+    if (auto found = converted(text.data(), SettingSource::ENVIRONMENT)) return found;
   }
-  if (auto found = inFile(files[1])) return found;
-  return inFile(files[2]);
+  if (auto found = inFile(files[1], SettingSource::USER_FILE)) return found;
+  return inFile(files[2], SettingSource::SYSTEM_FILE);
 }
 
 } // namespace
 
+SettingsPaths::SettingsPaths(const char* fileName)
+    : system(zolBuildFilename("/etc", "zol", fileName, nullptr)) {
+  if (system) admin = adminPath(fileName, system.get());
+  user = userPath(fileName);
+}
+
 Settings::Settings(const char* fileName) {
-  const HeapText systemPath(zolBuildFilename("/etc", "zol", fileName, nullptr));
-  const HeapText admin = systemPath ? adminPath(fileName, systemPath.get()) : nullptr;
-  adminFile = openIfPresent(admin.get());
-  userFile = openIfPresent(userPath(fileName).get());
-  systemFile = openIfPresent(systemPath.get());
+  const SettingsPaths paths(fileName);
+  adminFile = openIfPresent(paths.admin.get());
+  userFile = openIfPresent(paths.user.get());
+  systemFile = openIfPresent(paths.system.get());
 }
 
 Settings::~Settings() = default;
@@ -141,34 +153,35 @@ void Settings::closeIniFiles() {
   systemFile.reset();
 }
 
-bool Settings::boolSetting(const char* envName, const char* section, const char* key,
-                           bool def) const {
-  return lookUp<8>({adminFile.get(), userFile.get(), systemFile.get()}, envName, section, key,
-                   toBool)
+bool Settings::boolSetting(const char* envName, const char* section, const char* key, bool def,
+                           SettingSource* source) const {
+  return lookUp<BOOL_VARIABLE_SIZE>({adminFile.get(), userFile.get(), systemFile.get()}, envName,
+                                    section, key, toBool, source)
       .value_or(def);
 }
 
-int Settings::intSetting(const char* envName, const char* section, const char* key, int def) const {
-  return lookUp<32>({adminFile.get(), userFile.get(), systemFile.get()}, envName, section, key,
-                    toInt)
+int Settings::intSetting(const char* envName, const char* section, const char* key, int def,
+                         SettingSource* source) const {
+  return lookUp<NUMBER_VARIABLE_SIZE>({adminFile.get(), userFile.get(), systemFile.get()}, envName,
+                                      section, key, toInt, source)
       .value_or(def);
 }
 
 double Settings::doubleSetting(const char* envName, const char* section, const char* key,
-                               double def) const {
-  return lookUp<32>({adminFile.get(), userFile.get(), systemFile.get()}, envName, section, key,
-                    toDouble)
+                               double def, SettingSource* source) const {
+  return lookUp<NUMBER_VARIABLE_SIZE>({adminFile.get(), userFile.get(), systemFile.get()}, envName,
+                                      section, key, toDouble, source)
       .value_or(def);
 }
 
 char* Settings::stringSetting(const char* envName, const char* section, const char* key,
-                              const char* def) const {
+                              const char* def, SettingSource* source) const {
   const auto copy = [](const char* text, bool* invalid) {
     *invalid = isNoValue(text);
-    return toString(text);
+    return *invalid ? nullptr : strdup(text);
   };
-  const auto found = lookUp<1024>({adminFile.get(), userFile.get(), systemFile.get()}, envName,
-                                  section, key, copy);
+  const auto found = lookUp<STRING_VARIABLE_SIZE>(
+      {adminFile.get(), userFile.get(), systemFile.get()}, envName, section, key, copy, source);
   if (found) return *found;
   return def ? strdup(def) : nullptr;
 }

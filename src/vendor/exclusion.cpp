@@ -20,16 +20,19 @@ bool isSystemTool(const char* exe) {
   return false;
 }
 
-bool isDenied(const char* exe) {
-  const auto& settings = zol::conf::settings();
-  if (isSystemTool(exe)) return true;
-  // For browsers the allow list alone decides; it admits nobody else.
-  if (containsString(kBrowsers, exe)) return !containsString(settings.allowlist, exe);
-  return matchAppName(kRemoteDisplayAgent, exe) || containsString(settings.denylist, exe) ||
-         containsString(settings.blacklist, exe);
-}
-
 } // namespace
+
+Exclusion exclusionOf(const char* exe) {
+  const auto& settings = zol::conf::settings();
+  if (isSystemTool(exe)) return Exclusion::SYSTEM_TOOL;
+  // For browsers the allow list alone decides; it admits nobody else.
+  if (containsString(kBrowsers, exe)) {
+    return containsString(settings.allowlist, exe) ? Exclusion::NONE : Exclusion::BROWSER;
+  }
+  if (matchAppName(kRemoteDisplayAgent, exe)) return Exclusion::REMOTE_DISPLAY_AGENT;
+  if (containsString(settings.denylist, exe)) return Exclusion::DENYLIST;
+  return containsString(settings.blacklist, exe) ? Exclusion::BLACKLIST : Exclusion::NONE;
+}
 
 bool matchAppName(const char* name, const char* exe) {
   const std::size_t nameLength = std::strlen(name);
@@ -57,7 +60,7 @@ bool isExcluded() {
     ZOLGL_WARNING("ZOL-GL GLVND: Could not obtain process name");
     return false;
   }
-  if (!isDenied(exe)) return false;
+  if (exclusionOf(exe) == Exclusion::NONE) return false;
   ZOLGL_INFO_STDERR("ZOL-GL GLVND: %s is excluded, ZOL-GL disabled.", exe);
   return true;
 }

@@ -3,6 +3,11 @@
 // Which programs the library leaves alone: system tools always, browsers unless allowed, and
 // whatever the deny lists name.
 
+enum class Exclusion { NONE, SYSTEM_TOOL, BROWSER, REMOTE_DISPLAY_AGENT, DENYLIST, BLACKLIST };
+
+// Why a program with this executable is left alone.
+Exclusion exclusionOf(const char* exe);
+
 // Whether the running program must not use the library; says so in the log and on standard error.
 bool isExcluded();
 

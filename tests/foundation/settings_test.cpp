@@ -45,6 +45,50 @@ TEST_F(SettingsTest, TheAdminFileBeatsTheEnvironmentTheUserTheSystemAndTheDefaul
   EXPECT_EQ("admin", text());
 }
 
+TEST_F(SettingsTest, TheSourceOfAValueIsToldToWhoAsks) {
+  const auto sourceOf = [](auto look) {
+    zol::Settings settings("zol-gl.conf");
+    settings.parse();
+    auto source = static_cast<zol::SettingSource>(-1);
+    look(settings, &source);
+    return source;
+  };
+  const auto expectSource = [&](zol::SettingSource source) {
+    EXPECT_EQ(source, sourceOf([](auto& settings, auto* out) {
+                settings.boolSetting("ZOL_GL_TEST", "s", "k", false, out);
+              }));
+    EXPECT_EQ(source, sourceOf([](auto& settings, auto* out) {
+                settings.intSetting("ZOL_GL_TEST", "s", "k", 9, out);
+              }));
+    EXPECT_EQ(source, sourceOf([](auto& settings, auto* out) {
+                settings.doubleSetting("ZOL_GL_TEST", "s", "k", 9, out);
+              }));
+    EXPECT_EQ(source, sourceOf([](auto& settings, auto* out) {
+                owned(settings.stringSetting("ZOL_GL_TEST", "s", "k", nullptr, out));
+              }));
+  };
+  expectSource(zol::SettingSource::DEFAULT);
+  writeSystemFile(key("1"));
+  expectSource(zol::SettingSource::SYSTEM_FILE);
+  writeUserFile(key("1"));
+  expectSource(zol::SettingSource::USER_FILE);
+  setVariable("1");
+  expectSource(zol::SettingSource::ENVIRONMENT);
+  writeAdminFile(key("1"));
+  expectSource(zol::SettingSource::ADMIN_FILE);
+  writeAdminFile(key("<null>")); // no value of any type
+  expectSource(zol::SettingSource::ENVIRONMENT);
+}
+
+TEST_F(SettingsTest, ThePlacesOfTheFilesAreToldWhetherTheyExistOrNot) {
+  const zol::SettingsPaths paths("zol-gl.conf");
+  EXPECT_STREQ("zol-gl.conf.admin", paths.admin.get());
+  EXPECT_EQ((directory / "home/.config/zol/zol-gl.conf").string(), paths.user.get());
+  EXPECT_STREQ("/etc/zol/zol-gl.conf", paths.system.get());
+  unsetenv("HOME");
+  EXPECT_EQ(nullptr, zol::SettingsPaths("zol-gl.conf").user.get());
+}
+
 TEST_F(SettingsTest, TheOrderHoldsForEveryType) {
   writeSystemFile(key("1"));
   EXPECT_TRUE(flag(false));

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "../display_probe.h"
+
+#include <filesystem>
+#include <map>
+#include <string>
+
+namespace zol::tools {
+
+// What zolrun sets for a program, so that GLVND takes the library on the application display.
+struct VendorEnvironment {
+  std::filesystem::path folder; // of the library; empty when it is missing
+  std::map<std::string, std::string> variables;
+
+  // Whether a program needs any of them.
+  bool isNeeded() const { return !variables.empty(); }
+};
+
+VendorEnvironment vendorEnvironment(const DisplayFacts& application);
+
+} // namespace zol::tools
