@@ -1,5 +1,6 @@
 #include "softgpu/context.h"
 #include "softgpu/driver.h"
+#include "softgpu/early_start.h"
 #include "softgpu/hooks.h"
 #include "softgpu/open_queries.h"
 #include "softgpu/registry.h"
@@ -13,6 +14,7 @@ void mend(Display* display, GLXFBConfig config, GLXPbuffer pbuffer) {
   driver.glXGetFBConfigAttrib(display, config, GLX_DOUBLEBUFFER, &isDouble);
   driver.glXGetFBConfigAttrib(display, config, GLX_STEREO, &isStereo);
   if (pbuffer == None) return;
+  startRendererEarly(display, config, pbuffer);
   if (isDouble && !isStereo) registry().addPbuffer(display, pbuffer, config);
   if (!isDouble) registry().addSingleBuffered(display);
 }
