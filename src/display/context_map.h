@@ -23,6 +23,7 @@ struct ContextInfo {
   bool current = false;             // to some thread
   bool destroyed = false;           // while it was current
   bool debugCallbackRegistered = false;
+  bool countingSamples = false; // sampleQuery has been begun and not been ended
 };
 
 } // namespace zol::gl

@@ -40,6 +40,7 @@ bool drawnSinceLastCount(ContextInfo* info, bool doubleBuffered, const char* lab
   ZOLGL_LOG_AS(label, DEBUG, "draw %x, dbf %d - drawn %d pixels", info->drawBuffer,
                doubleBuffered ? 1 : 0, samples);
   system_glBeginQuery(GL_SAMPLES_PASSED, info->sampleQuery);
+  info->countingSamples = true;
   if (samples < 1 && !info->nonRasterPixelChange) return false;
   info->nonRasterPixelChange = false;
   return true;

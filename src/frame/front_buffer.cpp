@@ -116,19 +116,32 @@ void readBackCurrentWindow() {
 
 // Ends the count of samples that reached the front buffer; 0 where nothing is counted. The query
 // may never have been begun; what the driver makes of that is accepted.
-GLint endFrontBufferCount(const ContextInfo& info, const char* label) {
+GLint endFrontBufferCount(ContextInfo& info, const char* label) {
   GLint pixels = 0;
   if (!zol::conf::settings().useSampleQueries) return pixels;
   ZOLGL_LOG_AS(label, DEBUG, "mode %x - Finishing query", GL_BACK);
   system_glEndQuery(GL_SAMPLES_PASSED);
+  info.countingSamples = false;
   system_glGetQueryObjectiv(info.sampleQuery, GL_QUERY_RESULT, &pixels);
   ZOLGL_LOG_AS(label, DEBUG, "switch from front to back after drawing %d pixels...", pixels);
   return pixels;
 }
 
+// The count that still runs in the calling thread's context, if any.
+void stopCounting() {
+  const TSD* const tsd = getTSD();
+  if (tsd == nullptr || tsd->context == nullptr) return;
+  const MutexLock lock(getContextMutex());
+  ContextInfo* const info = findContext(tsd->context);
+  if (info == nullptr || info->destroyed || !info->countingSamples) return;
+  system_glEndQuery(GL_SAMPLES_PASSED);
+  info->countingSamples = false;
+}
+
 // A program that makes queries of its own would collide with the library's.
 void giveUpSampleQueries(const char* label) {
   ZOLGL_LOG_AS(label, DEBUG, "START");
+  stopCounting();
   auto& settings = zol::conf::settings();
   if (!settings.useSampleQueries) return;
   ZOLGL_LOG_AS(label, DEBUG, "disable occlusion query optimization");
@@ -173,6 +186,7 @@ void zol_glDrawBuffer(GLenum mode) {
     if (doubleBuffered && counting && isPlainBack(old)) {
       ZOLGL_DEBUG("mode %x - starting query", mode);
       system_glBeginQuery(GL_SAMPLES_PASSED, context->sampleQuery);
+      context->countingSamples = true;
     }
     break;
   case BufferClass::BACK_LIKE:

@@ -64,9 +64,14 @@ private:
   bool owned_ = false;
 };
 
-XFontStruct* loadLocally(Display* local, const char* name) {
+// None where the local server lacks the font. It stays loaded: the display lists outlive the call.
+Font loadLocally(Display* local, const char* name) {
   const MutexLock lock(getLocalDisplayMutex());
-  return XLoadQueryFont(local, name);
+  XFontStruct* const loaded = XLoadQueryFont(local, name);
+  if (loaded == nullptr) return None;
+  const Font font = loaded->fid;
+  XFreeFontInfo(nullptr, loaded, 1); // what is known about it, not the font
+  return font;
 }
 
 } // namespace
@@ -82,16 +87,15 @@ void zol_glXUseXFont(Font font, int first, int count, int listBase) {
   const XMemory<char> name = query.fontName(font, __PRETTY_FUNCTION__);
   if (name == nullptr) return;
 
-  // Kept loaded: the display lists outlive this call.
-  const XFontStruct* loaded = loadLocally(local, name.get());
-  if (loaded == nullptr) {
+  Font loaded = loadLocally(local, name.get());
+  if (loaded == None) {
     ZOLGL_WARNING("failed to load font %s. Falling back to 'fixed'", name.get());
     loaded = loadLocally(local, "fixed");
-    if (loaded == nullptr) ZOLGL_WARNING("failed to load even fixed font.");
+    if (loaded == None) ZOLGL_WARNING("failed to load even fixed font.");
   }
-  if (loaded != nullptr) {
+  if (loaded != None) {
     const MutexLock lock(getLocalDisplayMutex());
-    system_glXUseXFont(loaded->fid, first, count, listBase);
+    system_glXUseXFont(loaded, first, count, listBase);
   }
   ZOLGL_DEBUG("DONE");
 }

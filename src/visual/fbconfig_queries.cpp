@@ -41,7 +41,10 @@ const FBConfigAttribute* findAttribute(int attribute) {
 
 // Only logs. An attribute unknown here counts as one int, so its value is read as the next one.
 void logRequests(const char* origin, const int* list) {
-  while (*list != 0) {
+  const int* end = list; // out of step, the walk could miss the terminating zero
+  while (*end != 0)
+    end += 2;
+  while (list < end && *list != 0) {
     const FBConfigAttribute* const row = findAttribute(list[0]);
     if (row == nullptr || row->requestName == nullptr) {
       ZOLGL_LOG_AS(origin, DEBUG, "unknown attribute %x", hex32(list[0]));
