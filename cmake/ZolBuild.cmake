@@ -31,6 +31,10 @@ if(ZOL_SANITIZE)
   target_link_options(zol_flags INTERFACE -fsanitize=${ZOL_SANITIZE})
 endif()
 
+option(ZOL_COVERAGE "Have the tests count the lines and branches of src/ that they run" OFF)
+set(ZOL_COVERAGE_LINK_OPTIONS
+  --coverage -Wl,--wrap=_exit -Wl,--wrap=_Exit -Wl,--undefined=__wrap__exit)
+
 # zol_guest_library(TARGET VERSION_SCRIPT): the link settings of a library that lives in other
 # people's processes. Only the symbols of the version script are visible and, in ordinary builds,
 # the C++ runtime is part of the library.

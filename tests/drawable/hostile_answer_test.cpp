@@ -12,9 +12,10 @@ using namespace zol::rig;
 
 namespace {
 
-// Where the answer about a window has its size.
+// Where the answer about a window has its size and its visual.
 constexpr std::size_t kWidthOffset = 16;
 constexpr std::size_t kHeightOffset = 20;
+constexpr std::size_t kVisualOffset = 24;
 
 struct Lie {
   std::size_t offset = 0; // 0: no lie
@@ -72,6 +73,13 @@ TEST_F(HostileAnswer, WithAWidthThatNoWindowHasIsNone) {
 
 TEST_F(HostileAnswer, WithAHeightThatNoWindowHasIsNone) {
   EXPECT_TRUE(sameLines(refused_, lookAt(kHeightOffset, 0xFFFFFFFF)));
+}
+
+// A window keeps the visual that it was made with.
+TEST_F(HostileAnswer, WithAnotherVisualLeavesTheFirstOne) {
+  const Lines lines = lookAt(kVisualOffset, 0x99);
+  EXPECT_TRUE(hasLine(lines, debugLine(kUpdateWindowInfoLabel, "Pbuffer needs update: 0")));
+  EXPECT_FALSE(hasLine(lines, "<any>VisualID set<any>"));
 }
 
 } // namespace

@@ -105,6 +105,12 @@ void Rig::startServers(const std::vector<std::string>& appOptions,
   recorder().nameDisplay(local_->name(), "local");
 }
 
+void Rig::startServersWithSecondScreen() {
+  startServers({}, {"-screen", "1", "640x480x24"});
+  set("ZOL_GL_DISPLAY", local_->name() + ".1");
+  recorder().nameDisplay(local_->name() + ".1", "local");
+}
+
 void Rig::describeVisuals() {
   Display* const app = XOpenDisplay(app_->name().c_str());
   Display* const local = XOpenDisplay(local_->name().c_str());

@@ -98,6 +98,8 @@ protected:
   // The local display (Xvfb) and the application display (Xzol); DISPLAY names the latter.
   void startServers(const std::vector<std::string>& appOptions = {},
                     const std::vector<std::string>& localOptions = {});
+  // The same with a local display of two screens, of which the library uses the second.
+  void startServersWithSecondScreen();
   // Tells the recording driver about both servers' visuals.
   void describeVisuals();
   // __glx_Main of the library.

@@ -1,6 +1,7 @@
 #include "rig/outside.h"
 
 #include <X11/Xlib.h>
+#include <X11/Xutil.h>
 #include <X11/extensions/XShm.h>
 
 #include <algorithm>
@@ -33,6 +34,7 @@ struct State {
   std::map<std::string, Failures> failures;
   std::set<std::string> unloadable;
   std::vector<std::string> opened;
+  std::vector<Display*> fontsAskedOn;
   std::uint64_t time = 0;
   bool sleepsAreRecorded = false;
   std::vector<std::uint64_t> sleeps;
@@ -89,6 +91,11 @@ int calls(const std::string& function) {
 std::vector<std::string> openedDisplays() {
   const std::lock_guard guard(state().mutex);
   return state().opened;
+}
+
+std::vector<Display*> fontsAskedOn() {
+  const std::lock_guard guard(state().mutex);
+  return state().fontsAskedOn;
 }
 
 void fail(const std::string& function, int count, int first) {
@@ -256,6 +263,49 @@ ZOL_EXPORTED Display* XOpenDisplay(const char* name) {
 ZOL_EXPORTED XErrorHandler XSetErrorHandler(XErrorHandler handler) {
   entered("XSetErrorHandler");
   return ZOL_NEXT(XSetErrorHandler)(handler);
+}
+
+ZOL_EXPORTED int XCloseDisplay(Display* display) {
+  entered("XCloseDisplay");
+  return ZOL_NEXT(XCloseDisplay)(display);
+}
+
+ZOL_EXPORTED int XSync(Display* display, Bool discard) {
+  entered("XSync");
+  return ZOL_NEXT(XSync)(display, discard);
+}
+
+ZOL_EXPORTED XVisualInfo* XGetVisualInfo(Display* display, long mask, XVisualInfo* wanted,
+                                         int* count) {
+  if (entered("XGetVisualInfo")) return nullptr;
+  return ZOL_NEXT(XGetVisualInfo)(display, mask, wanted, count);
+}
+
+ZOL_EXPORTED XImage* XGetImage(Display* display, Drawable drawable, int x, int y, unsigned width,
+                               unsigned height, unsigned long planes, int format) {
+  if (entered("XGetImage")) return nullptr;
+  return ZOL_NEXT(XGetImage)(display, drawable, x, y, width, height, planes, format);
+}
+
+ZOL_EXPORTED GC XCreateGC(Display* display, Drawable drawable, unsigned long mask,
+                          XGCValues* values) {
+  if (entered("XCreateGC")) return nullptr;
+  return ZOL_NEXT(XCreateGC)(display, drawable, mask, values);
+}
+
+ZOL_EXPORTED XFontStruct* XQueryFont(Display* display, XID font) {
+  {
+    const std::lock_guard guard(state().mutex);
+    state().fontsAskedOn.push_back(display);
+  }
+  if (entered("XQueryFont")) return nullptr;
+  XFontStruct* const info = ZOL_NEXT(XQueryFont)(display, font);
+  if (info != nullptr && entered("font properties")) info->n_properties = 0;
+  return info;
+}
+
+ZOL_EXPORTED char* XGetAtomName(Display* display, Atom atom) {
+  return entered("XGetAtomName") ? nullptr : ZOL_NEXT(XGetAtomName)(display, atom);
 }
 
 ZOL_EXPORTED Bool XShmQueryExtension(Display* display) {

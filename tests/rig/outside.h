@@ -6,19 +6,26 @@
 #include <sys/types.h>
 #include <vector>
 
+using Display = struct _XDisplay;
+
 // The library's calls to the world outside (libc, Xlib, libXext), seen and steered by the test: a
 // program linked with zol_test_rig answers them first and passes them on.
 // Thread safety: all functions may be called from any thread.
 namespace zol::rig::outside {
 
 // How often a watched function was called in this process, by whomever: gettimeofday, usleep,
-// XOpenDisplay, XSetErrorHandler, XShmQueryExtension, XShmAttach, XShmPutImage, XPutImage, shmget,
-// shmat, dlopen.
+// XOpenDisplay, XCloseDisplay, XSync, XSetErrorHandler, XGetVisualInfo, XGetImage, XPutImage,
+// XCreateGC, XQueryFont, XGetAtomName, XShmQueryExtension, XShmAttach, XShmPutImage, shmget, shmat,
+// dlopen.
 int calls(const std::string& function);
 // Arguments of the XOpenDisplay calls, "(null)" for a null name.
 std::vector<std::string> openedDisplays();
 
-// `count` calls of the function fail the way it does, after `first` more have gone well.
+// The displays of the XQueryFont calls.
+std::vector<Display*> fontsAskedOn();
+
+// `count` calls of the function fail the way it does, after `first` more have gone well. What is
+// called "font properties" here are those of the fonts that XQueryFont finds: then there are none.
 void fail(const std::string& function, int count = 1, int first = 0);
 // dlopen of this file name fails.
 void failLoading(const std::string& fileName);

@@ -64,6 +64,14 @@ public:
   // Replaces the attribute matching of glXChooseFBConfig.
   virtual void setChosenConfigs(const std::vector<GLXFBConfig>& configs) = 0;
   virtual void setExtensions(const std::string& displayName, const std::string& extensions) = 0;
+  // Answers of glXQueryServerString and glXGetClientString by name, of glGetStringi by index; null
+  // where none is set.
+  virtual void setString(const std::string& function, int name, const std::string& text) = 0;
+  // The result of glXQueryVersion, glXQueryExtension, glXQueryGLXPbufferSGIX, glRenderMode or
+  // glXAllocateMemoryNV, and what these and glXQueryDrawable write to their outputs, which stay
+  // untouched otherwise; the count that glXChooseFBConfig tells, whatever it found.
+  virtual void setAnswer(const std::string& function, long result,
+                         const std::vector<int>& outputs = {}) = 0;
 
   // Calls `number` (1: the next one) to `number` + `count` - 1 of the function do nothing and
   // return 0, null or False.

@@ -1,4 +1,5 @@
 #include "rig/fixture.h"
+#include "vendor/name_tables.h"
 
 #include <algorithm>
 #include <iterator>
@@ -10,191 +11,9 @@ namespace {
 const std::string kLookup = "void* glXGLVNDGetProcAddressInternal(const GLubyte*, bool)";
 const std::string kGetProcAddress = "void (* zol_glXGetProcAddress(const GLubyte*))()";
 
-// What the front end is given a function of the library for.
-const char* const kInterposed[] = {"glXChooseVisual",
-                                   "glXCopyContext",
-                                   "glXCreateContext",
-                                   "glXCreateContextAttribsARB",
-                                   "glXCreateGLXPixmap",
-                                   "glXDestroyContext",
-                                   "glXDestroyGLXPixmap",
-                                   "glXGetConfig",
-                                   "glXGetCurrentContext",
-                                   "glXGetCurrentDrawable",
-                                   "glXIsDirect",
-                                   "glXMakeCurrent",
-                                   "glXQueryExtension",
-                                   "glXQueryVersion",
-                                   "glXSwapBuffers",
-                                   "glXUseXFont",
-                                   "glXWaitGL",
-                                   "glXWaitX",
-                                   "glXGetClientString",
-                                   "glXQueryServerString",
-                                   "glXQueryExtensionsString",
-                                   "glXGetFBConfigs",
-                                   "glXChooseFBConfig",
-                                   "glXGetFBConfigAttrib",
-                                   "glXGetVisualFromFBConfig",
-                                   "glXCreateWindow",
-                                   "glXDestroyWindow",
-                                   "glXCreatePixmap",
-                                   "glXDestroyPixmap",
-                                   "glXCreatePbuffer",
-                                   "glXDestroyPbuffer",
-                                   "glXQueryDrawable",
-                                   "glXCreateNewContext",
-                                   "glXMakeContextCurrent",
-                                   "glXGetCurrentReadDrawable",
-                                   "glXGetCurrentDisplay",
-                                   "glXQueryContext",
-                                   "glXSelectEvent",
-                                   "glXGetSelectedEvent",
-                                   "glXGetProcAddress",
-                                   "glXGetProcAddressARB",
-                                   "glXAllocateMemoryNV",
-                                   "glXFreeMemoryNV",
-                                   "glXQueryFrameCountNV",
-                                   "glXResetFrameCountNV",
-                                   "glXGetVideoSyncSGI",
-                                   "glXWaitVideoSyncSGI",
-                                   "glXGetRefreshRateSGI",
-                                   "glXGetFBConfigAttribSGIX",
-                                   "glXChooseFBConfigSGIX",
-                                   "glXCreateGLXPixmapWithConfigSGIX",
-                                   "glXCreateContextWithConfigSGIX",
-                                   "glXGetVisualFromFBConfigSGIX",
-                                   "glXGetFBConfigFromVisualSGIX",
-                                   "glXCreateGLXPbufferSGIX",
-                                   "glXDestroyGLXPbufferSGIX",
-                                   "glXQueryGLXPbufferSGIX",
-                                   "glXSelectEventSGIX",
-                                   "glXGetSelectedEventSGIX",
-                                   "glXSet3DfxModeMESA",
-                                   "glXBindChannelToWindowSGIX",
-                                   "glXBindTexImageEXT",
-                                   "glXChannelRectSGIX",
-                                   "glXChannelRectSyncSGIX",
-                                   "glXFreeContextEXT",
-                                   "glXGetContextIDEXT",
-                                   "glXImportContextEXT",
-                                   "glXQueryChannelDeltasSGIX",
-                                   "glXQueryChannelRectSGIX",
-                                   "glXQueryContextInfoEXT",
-                                   "glXReleaseTexImageEXT",
-                                   "glBitmap",
-                                   "glCopyPixels",
-                                   "glClear",
-                                   "glDrawPixels",
-                                   "glFinish",
-                                   "glFlush",
-                                   "glRenderMode",
-                                   "glDrawBuffer",
-                                   "glGenQueries",
-                                   "glGenQueriesARB",
-                                   "glViewport",
-                                   "glGetStringi"};
-
-// What the front end is told nobody has.
-const char* const kWithheld[] = {
-    "glXJoinSwapGroupNV",      "glXBindSwapBarrierNV", "glXQuerySwapGroupNV",
-    "glXQueryMaxSwapGroupsNV", "glXSwapIntervalSGI",   "glXGetVideoDeviceNV",
-    "glXReleaseVideoDeviceNV", "glXBindVideoImageNV",  "glXReleaseVideoImageNV",
-    "glXSendPbufferToVideoNV", "glXGetVideoInfoNV"};
-
-// What a program that asks the library itself is given a function of the library for.
-const char* const kByProgram[] = {"glXChooseVisual",
-                                  "glXCopyContext",
-                                  "glXCreateContext",
-                                  "glXCreateContextAttribsARB",
-                                  "glXCreateGLXPixmap",
-                                  "glXDestroyContext",
-                                  "glXDestroyGLXPixmap",
-                                  "glXGetConfig",
-                                  "glXGetCurrentContext",
-                                  "glXGetCurrentDrawable",
-                                  "glXIsDirect",
-                                  "glXMakeCurrent",
-                                  "glXQueryExtension",
-                                  "glXQueryVersion",
-                                  "glXSwapBuffers",
-                                  "glXUseXFont",
-                                  "glXWaitGL",
-                                  "glXWaitX",
-                                  "glXGetClientString",
-                                  "glXQueryServerString",
-                                  "glXQueryExtensionsString",
-                                  "glXGetFBConfigs",
-                                  "glXChooseFBConfig",
-                                  "glXGetFBConfigAttrib",
-                                  "glXGetVisualFromFBConfig",
-                                  "glXCreateWindow",
-                                  "glXDestroyWindow",
-                                  "glXCreatePixmap",
-                                  "glXDestroyPixmap",
-                                  "glXCreatePbuffer",
-                                  "glXDestroyPbuffer",
-                                  "glXQueryDrawable",
-                                  "glXCreateNewContext",
-                                  "glXMakeContextCurrent",
-                                  "glXGetCurrentReadDrawable",
-                                  "glXGetCurrentDisplay",
-                                  "glXQueryContext",
-                                  "glXSelectEvent",
-                                  "glXGetSelectedEvent",
-                                  "glXAllocateMemoryNV",
-                                  "glXFreeMemoryNV",
-                                  "glXJoinSwapGroupNV",
-                                  "glXBindSwapBarrierNV",
-                                  "glXQuerySwapGroupNV",
-                                  "glXQueryMaxSwapGroupsNV",
-                                  "glXQueryFrameCountNV",
-                                  "glXResetFrameCountNV",
-                                  "glXGetVideoSyncSGI",
-                                  "glXWaitVideoSyncSGI",
-                                  "glXGetRefreshRateSGI",
-                                  "glXGetFBConfigAttribSGIX",
-                                  "glXChooseFBConfigSGIX",
-                                  "glXCreateGLXPixmapWithConfigSGIX",
-                                  "glXCreateContextWithConfigSGIX",
-                                  "glXGetVisualFromFBConfigSGIX",
-                                  "glXGetFBConfigFromVisualSGIX",
-                                  "glXCreateGLXPbufferSGIX",
-                                  "glXDestroyGLXPbufferSGIX",
-                                  "glXQueryGLXPbufferSGIX",
-                                  "glXSelectEventSGIX",
-                                  "glXGetSelectedEventSGIX",
-                                  "glXSet3DfxModeMESA",
-                                  "glXReleaseVideoImageNV",
-                                  "glXSendPbufferToVideoNV",
-                                  "glXBindChannelToWindowSGIX",
-                                  "glXBindTexImageEXT",
-                                  "glXChannelRectSGIX",
-                                  "glXChannelRectSyncSGIX",
-                                  "glXFreeContextEXT",
-                                  "glXGetContextIDEXT",
-                                  "glXImportContextEXT",
-                                  "glXQueryChannelDeltasSGIX",
-                                  "glXQueryChannelRectSGIX",
-                                  "glXQueryContextInfoEXT",
-                                  "glXReleaseTexImageEXT",
-                                  "glBitmap",
-                                  "glClear",
-                                  "glCopyPixels",
-                                  "glDrawPixels",
-                                  "glFinish",
-                                  "glFlush",
-                                  "glRenderMode",
-                                  "glDrawBuffer",
-                                  "glPopAttrib",
-                                  "glGenQueries",
-                                  "glGenQueriesARB",
-                                  "glViewport",
-                                  "glXGetProcAddress",
-                                  "glXGetProcAddressARB"};
-
 bool isWithheld(const std::string& name) {
-  return std::find(std::begin(kWithheld), std::end(kWithheld), name) != std::end(kWithheld);
+  return std::any_of(std::begin(kHooks), std::end(kHooks),
+                     [&](const Hook& hook) { return hook.withheld && hook.name == name; });
 }
 
 class Lookup : public Rig {
@@ -219,7 +38,8 @@ protected:
 };
 
 TEST_F(Lookup, OfAnInterposedNameNeverReachesTheDriver) {
-  for (const char* name : kInterposed) {
+  for (const auto& [name, withheld] : kHooks) {
+    if (withheld) continue;
     void* const address = host().find(name);
     EXPECT_NE(address, nullptr) << name;
     EXPECT_NE(address, recorder().address(name)) << name;
@@ -231,7 +51,8 @@ TEST_F(Lookup, OfAnInterposedNameNeverReachesTheDriver) {
 }
 
 TEST_F(Lookup, OfAWithheldNameFindsNothingAndNeverReachesTheDriver) {
-  for (const char* name : kWithheld) {
+  for (const auto& [name, withheld] : kHooks) {
+    if (!withheld) continue;
     EXPECT_EQ(host().find(name), nullptr) << name;
     EXPECT_LINES(logged(),
                  {"I " + kLookup + ": Requested " + name + " function address",
@@ -277,7 +98,8 @@ TEST_F(Lookup, ByTheProgramDiffersFromTheFrontEnds) {
   EXPECT_NE(host().find("glGetStringi"), recorder().address("glGetStringi"));
   EXPECT_EQ(getProcAddress("glGetStringi"), recorder().address("glGetStringi"));
   int onlyByProgram = 0;
-  for (const char* name : kWithheld) {
+  for (const auto& [name, withheld] : kHooks) {
+    if (!withheld) continue;
     EXPECT_EQ(host().find(name), nullptr);
     onlyByProgram += getProcAddress(name) != nullptr;
   }

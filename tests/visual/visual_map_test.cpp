@@ -365,6 +365,12 @@ TEST_F(AVisualLookup, TakesAShallowOwnerWhenThereIsNoDeepEnoughOne) {
             "DEBUG App and local visual have different depths, app: 16 - local: 24");
 }
 
+TEST_F(AVisualLookup, TakesTheLocalVisualsOwnDepthForDeepEnough) {
+  add(0x25, 16, 0x70);
+  LocalVisualInfo* const justDeepEnough = add(0x26, 24, 0x70);
+  EXPECT_EQ(find(2), justDeepEnough);
+}
+
 TEST_F(AVisualLookup, SaysSoWhenNobodyOwnsTheFBConfig) {
   add(0x25, 24, 0x70)->numFBConfigs = 2;
   EXPECT_EQ(find(2), nullptr);

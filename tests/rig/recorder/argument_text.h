@@ -111,6 +111,13 @@ inline std::string argumentsText(int count, unsigned int*) {
   return std::to_string(count);
 }
 
+// The list is an input although it is not const.
+inline std::string argumentsText(Display* display, GLXFBConfig config, unsigned width,
+                                 unsigned height, int* attributes) {
+  return argumentText(display) + ", " + argumentText(config) + ", " + argumentText(width) + ", " +
+         argumentText(height) + ", " + argumentText(static_cast<const int*>(attributes));
+}
+
 template <class First, class... Rest>
 std::string argumentsText(First first, Rest... rest) {
   std::string text = argumentText(first);

@@ -111,6 +111,17 @@ void DriverState::setExtensions(const std::string& displayName, const std::strin
   extensions_[displayName] = extensions;
 }
 
+void DriverState::setString(const std::string& function, int name, const std::string& text) {
+  const Guard guard(mutex_);
+  strings_[{function, name}] = text;
+}
+
+void DriverState::setAnswer(const std::string& function, long result,
+                            const std::vector<int>& outputs) {
+  const Guard guard(mutex_);
+  answers_[function] = {result, outputs};
+}
+
 void DriverState::fail(const std::string& function, int number, int count) {
   const Guard guard(mutex_);
   failures_[function].emplace_back(number, number + count - 1);
@@ -392,6 +403,18 @@ const char* DriverState::extensionsOf(Display* display) {
   return extensions_[name].c_str();
 }
 
+const char* DriverState::string(const std::string& function, int name) {
+  const Guard guard(mutex_);
+  const auto found = strings_.find({function, name});
+  return found != strings_.end() ? found->second.c_str() : nullptr;
+}
+
+Answer DriverState::answer(const std::string& function, long result) {
+  const Guard guard(mutex_);
+  const auto found = answers_.find(function);
+  return found != answers_.end() ? found->second : Answer{result, {}};
+}
+
 GLuint DriverState::newName(const char* kind) {
   const Guard guard(mutex_);
   const GLuint name = ++namesMade_[kind];
@@ -499,7 +522,8 @@ GLint DriverState::integer(GLenum name) {
 GLint DriverState::renderMode(GLenum mode) {
   const Guard guard(mutex_);
   if (current().context != nullptr) current().context->renderMode = mode;
-  return 0;
+  const auto found = answers_.find("glRenderMode");
+  return found != answers_.end() ? static_cast<GLint>(found->second.result) : 0;
 }
 
 GLint DriverState::queryResult() {

@@ -34,6 +34,16 @@ struct BufferObject {
   bool mapped = false;
 };
 
+struct Answer {
+  long result = 0;
+  std::vector<int> outputs;
+
+  template <class Value>
+  void write(std::size_t index, Value* output) const {
+    if (index < outputs.size()) *output = static_cast<Value>(outputs[index]);
+  }
+};
+
 // What the calling thread has current in the driver.
 struct CurrentBinding {
   Display* display = nullptr;
@@ -59,6 +69,9 @@ public:
                  const VisualAttributes& attributes) override;
   void setChosenConfigs(const std::vector<GLXFBConfig>& configs) override;
   void setExtensions(const std::string& displayName, const std::string& extensions) override;
+  void setString(const std::string& function, int name, const std::string& text) override;
+  void setAnswer(const std::string& function, long result,
+                 const std::vector<int>& outputs) override;
   void fail(const std::string& function, int number, int count) override;
   void setAbsent(const std::string& function) override;
   void setHook(const std::string& function, std::function<void()> hook) override;
@@ -100,6 +113,9 @@ public:
   std::vector<GLXFBConfig> choose(const int* attributes);
   std::vector<GLXFBConfig> allConfigs();
   const char* extensionsOf(Display* display);
+  const char* string(const std::string& function, int name);
+  // The answer set for the function; `result` and no outputs where none is.
+  Answer answer(const std::string& function, long result);
   GLuint newName(const char* kind);
   void bindBuffer(GLenum target, GLuint buffer);
   void bufferData(GLenum target, GLsizeiptr size);
@@ -132,6 +148,8 @@ private:
   int pixmapsMade_ = 0;
   std::map<std::pair<std::string, VisualID>, VisualAttributes> visuals_;
   std::map<std::string, std::string> extensions_;
+  std::map<std::pair<std::string, int>, std::string> strings_;
+  std::map<std::string, Answer> answers_;
   std::vector<GLXFBConfig> chosen_;
   bool choiceIsSet_ = false;
   std::map<std::string, std::vector<std::pair<int, int>>> failures_; // first, last; from now on

@@ -56,6 +56,17 @@ struct Stub<Tag, Result (*)(Arguments...)> {
   }
 };
 
+// The type a driver's function has: that of its public prototype, with one exception.
+template <class Tag, class Prototype>
+struct TypeOf {
+  using type = Prototype;
+};
+// The prototype returns nothing, drivers return a status.
+template <class Prototype>
+struct TypeOf<tag_glXQueryGLXPbufferSGIX, Prototype> {
+  using type = int (*)(Display*, GLXPbufferSGIX, int, unsigned int*);
+};
+
 struct Row {
   const char* name;
   void* address;
@@ -63,7 +74,9 @@ struct Row {
 
 const Row kRows[] = {
 #define ZOL_SYSTEM_FUNCTION(function, message)                                                     \
-  {#function, reinterpret_cast<void*>(&Stub<tag_##function, decltype(&::function)>::call)},
+  {#function,                                                                                      \
+   reinterpret_cast<void*>(                                                                        \
+       &Stub<tag_##function, TypeOf<tag_##function, decltype(&::function)>::type>::call)},
 #include "vendor/system_functions.def"
 };
 
@@ -102,7 +115,7 @@ XVisualInfo* findVisual(Display* display, VisualID id) {
 }
 
 GLXFBConfig* configArray(const std::vector<GLXFBConfig>& configs, int* count) {
-  *count = static_cast<int>(configs.size());
+  if (count != nullptr) *count = static_cast<int>(configs.size());
   if (configs.empty()) return nullptr;
   auto* const array = static_cast<GLXFBConfig*>(std::calloc(configs.size(), sizeof(GLXFBConfig)));
   std::copy(configs.begin(), configs.end(), array);

@@ -75,7 +75,9 @@ int simulate(tag_glXGetConfig, Display* display, XVisualInfo* visual, int attrib
 }
 template <class>
 GLXFBConfig* simulate(tag_glXChooseFBConfig, Display*, int, const int* attributes, int* count) {
-  return configArray(driver().choose(attributes), count);
+  GLXFBConfig* const array = configArray(driver().choose(attributes), count);
+  driver().answer("glXChooseFBConfig", 0).write(0, count);
+  return array;
 }
 template <class>
 GLXFBConfig* simulate(tag_glXGetFBConfigs, Display*, int, int* count) {
@@ -103,14 +105,15 @@ const char* simulate(tag_glXQueryExtensionsString, Display* display, int) {
 template <class>
 GLXPbuffer simulate(tag_glXCreatePbuffer, Display*, GLXFBConfig, const int* attributes) {
   int width = 0, height = 0;
-  for (; *attributes != 0; attributes += 2) {
+  for (; attributes != nullptr && *attributes != 0; attributes += 2) {
     if (attributes[0] == GLX_PBUFFER_WIDTH) width = attributes[1];
     if (attributes[0] == GLX_PBUFFER_HEIGHT) height = attributes[1];
   }
   return driver().createPbuffer(width, height);
 }
 template <class>
-GLXPixmap simulate(tag_glXCreatePixmap, Display*, GLXFBConfig, Pixmap, const int*) {
+GLXPixmap simulate(tag_glXCreatePixmap, Display* display, GLXFBConfig, Pixmap, const int*) {
+  XSync(display, False); // drivers ask the server about the pixmap
   return driver().createPixmap();
 }
 template <class>
@@ -130,8 +133,45 @@ void simulate(tag_glXDestroyGLXPixmap, Display*, GLXPixmap pixmap) {
   driver().destroyDrawable(pixmap, "pixmap");
 }
 template <class>
-Bool simulate(tag_glXQueryExtension, Display*, int*, int*) {
-  return True;
+GLXPbufferSGIX simulate(tag_glXCreateGLXPbufferSGIX, Display*, GLXFBConfigSGIX, unsigned width,
+                        unsigned height, int*) {
+  return driver().createPbuffer(static_cast<int>(width), static_cast<int>(height));
+}
+template <class>
+void simulate(tag_glXQueryDrawable, Display*, GLXDrawable, int, unsigned* value) {
+  driver().answer("glXQueryDrawable", 0).write(0, value);
+}
+template <class>
+int simulate(tag_glXQueryGLXPbufferSGIX, Display*, GLXPbufferSGIX, int, unsigned* value) {
+  const Answer answer = driver().answer("glXQueryGLXPbufferSGIX", 0);
+  answer.write(0, value);
+  return static_cast<int>(answer.result);
+}
+template <class>
+Bool simulate(tag_glXQueryExtension, Display*, int* errorBase, int* eventBase) {
+  const Answer answer = driver().answer("glXQueryExtension", True);
+  answer.write(0, errorBase);
+  answer.write(1, eventBase);
+  return static_cast<Bool>(answer.result);
+}
+template <class>
+Bool simulate(tag_glXQueryVersion, Display*, int* major, int* minor) {
+  const Answer answer = driver().answer("glXQueryVersion", True);
+  answer.write(0, major);
+  answer.write(1, minor);
+  return static_cast<Bool>(answer.result);
+}
+template <class>
+const char* simulate(tag_glXQueryServerString, Display*, int, int name) {
+  return driver().string("glXQueryServerString", name);
+}
+template <class>
+const char* simulate(tag_glXGetClientString, Display*, int name) {
+  return driver().string("glXGetClientString", name);
+}
+template <class>
+void* simulate(tag_glXAllocateMemoryNV, GLsizei, GLfloat, GLfloat, GLfloat) {
+  return reinterpret_cast<void*>(driver().answer("glXAllocateMemoryNV", 0).result);
 }
 template <class>
 __GLXextFuncPtr simulate(tag_glXGetProcAddress, const GLubyte* name) {
@@ -234,6 +274,11 @@ template <class>
 void simulate(tag_glGetQueryObjectiv, GLuint, GLenum, GLint* value) {
   driver().requireContext("glGetQueryObjectiv");
   *value = driver().queryResult();
+}
+template <class>
+const GLubyte* simulate(tag_glGetStringi, GLenum, GLuint index) {
+  driver().requireContext("glGetStringi");
+  return reinterpret_cast<const GLubyte*>(driver().string("glGetStringi", static_cast<int>(index)));
 }
 template <class>
 void simulate(tag_glDebugMessageCallback, GLDEBUGPROC callback, const void*) {

@@ -1,0 +1,192 @@
+// What becomes of the records of windows that are not current, or no longer there.
+
+#include "rig/fixture.h"
+
+#include <algorithm>
+#include <string>
+#include <thread>
+#include <utility>
+
+using namespace zol::rig;
+
+namespace {
+
+// Two windows, each with a context of its own; deliveries held.
+class WindowRecords : public Rig {
+protected:
+  void open() {
+    start();
+    outside::holdDeliveries();
+    display_ = openDisplay();
+    context_ = createContext(display_, visuals_.doubled);
+    window_ = createWindow(display_, visuals_.doubled, 64, 48);
+    forget();
+  }
+  void bind(GLXDrawable window, GLXContext context) {
+    ASSERT_EQ(makeCurrent(display_, window, context), True);
+    forget();
+  }
+  void frame(Window window) {
+    swap(display_, window);
+    forget();
+  }
+  void destroy(Window window) {
+    XDestroyWindow(display_, window);
+    XSync(display_, False);
+  }
+  static bool mentions(const Lines& lines, const std::string& text) {
+    return std::any_of(lines.begin(), lines.end(), [&](const std::string& line) {
+      return line.find(text) != std::string::npos;
+    });
+  }
+
+  Display* display_ = nullptr;
+  GLXContext context_ = nullptr;
+  Window window_ = 0;
+};
+
+// Nothing is bound that would have to be unbound for it.
+TEST_F(WindowRecords, AResizedWindowThatIsNotCurrentGetsItsPbufferWithoutABinding) {
+  open();
+  bind(window_, context_);
+  frame(window_);
+  const Window other = createWindow(display_, visuals_.doubled, 20, 20);
+  bind(other, context_);
+  XResizeWindow(display_, window_, 100, 30);
+  XSync(display_, False);
+  swap(display_, window_);
+  const Lines calls = driverCalls();
+  EXPECT_FALSE(hasLine(calls, "glXMakeCurrent(local, 0, NULL)"));
+  ASSERT_GE(calls.size(), 2U);
+  EXPECT_LINES(Lines(calls.end() - 2, calls.end()),
+               {"glXDestroyPbuffer(local, pbuffer2)",
+                "glXCreatePbuffer(local, fb1, {GLX_PBUFFER_WIDTH=100, GLX_PBUFFER_HEIGHT=30, "
+                "GLX_PRESERVED_CONTENTS=1, 0}) = pbuffer5"});
+}
+
+TEST_F(WindowRecords, OneSideThatChangesIsEnoughForANewPbuffer) {
+  open();
+  bind(window_, context_);
+  frame(window_);
+  const std::pair<int, int> sizes[] = {{65, 48}, {65, 47}};
+  for (const auto& [width, height] : sizes) {
+    XResizeWindow(display_, window_, static_cast<unsigned>(width), static_cast<unsigned>(height));
+    XSync(display_, False);
+    swap(display_, window_);
+    EXPECT_TRUE(
+        hasLine(logged(), debugLine(kUpdatePbufferLabel,
+                                    "resized pbuffer to new geometry: " + std::to_string(width) +
+                                        "x" + std::to_string(height))));
+    forget();
+  }
+}
+
+TEST_F(WindowRecords, AWindowThatIsGoneKeepsItsRecordForAnotherConfiguration) {
+  open();
+  const GLXContext alpha = createContext(display_, visuals_.alpha);
+  bind(window_, context_);
+  frame(window_);
+  destroy(window_);
+  forget();
+  EXPECT_EQ(makeCurrent(display_, window_, alpha), True);
+  EXPECT_TRUE(
+      hasLine(logged(), debugLine(kGetDrawableInfoLabel,
+                                  "Cannot invalidate fbconfig if the drawable is not valid")));
+  EXPECT_EQ(driverCalls().back(),
+            "glXMakeCurrent(local, pbuffer2, " + recorder().nameOf(alpha) + ")");
+}
+
+// Whether one is still there is asked only of those that were never current.
+TEST_F(WindowRecords, AWindowThatIsOnlyReadCountsAsCurrentToo) {
+  open();
+  const auto makeContextCurrent = GL_OF(host(), glXMakeContextCurrent);
+  const Window read = createWindow(display_, visuals_.doubled, 20, 20);
+  ASSERT_EQ(makeContextCurrent(display_, window_, read, context_), True);
+  destroy(read);
+  forget();
+  EXPECT_EQ(makeContextCurrent(display_, window_, read, context_), True);
+  EXPECT_FALSE(mentions(logged(), "was deleted"));
+}
+
+TEST_F(WindowRecords, AHiddenWindowThatIsGoneHasNoFrame) {
+  open();
+  bind(window_, context_);
+  frame(window_);
+  XUnmapWindow(display_, window_);
+  XSync(display_, False);
+  frame(window_); // notices that it is hidden
+  frame(window_);
+  destroy(window_);
+  forget();
+  swap(display_, window_);
+  EXPECT_LINES(logged(), {debugLine(kSwapBuffersLabel, "drawable " + hex(window_)),
+                          debugLine(kReadbackLabel, "failed to update window info")});
+  EXPECT_LINES(driverCalls(), {"glXSwapBuffers(local, pbuffer3)"});
+}
+
+// The copyback thread may have been at work with the first one.
+TEST_F(WindowRecords, AReplacedReadbackLivesAsLongAsItsWindow) {
+  open();
+  bind(window_, context_);
+  frame(window_);
+  recorder().fail("glXMakeCurrent"); // the read context is lost
+  frame(window_);
+  EXPECT_EQ(makeCurrent(display_, None, nullptr), True);
+  const int contexts = recorder().livingContexts();
+  destroy(window_);
+  forget();
+  GL_OF(host(), glXDestroyContext)(display_, createContext(display_, visuals_.doubled));
+  const Lines lines = logged();
+  const std::string gone = debugLine("virtual zol::gl::ReadbackContext::~ReadbackContext()",
+                                     "Destroyed ReadbackContext");
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), gone), 2);
+  // The read context and the copyback contexts of both.
+  EXPECT_EQ(recorder().livingContexts(), contexts - 3);
+  EXPECT_EQ(recorder().livingPbuffers(), 0);
+}
+
+TEST_F(WindowRecords, AListedWindowKeepsTheLocalDisplayOpen) {
+  set("ZOL_GL_UNSET_LOCAL_DISPLAY", "1");
+  start();
+  outside::holdDeliveries();
+  std::thread([&] {
+    display_ = openDisplay();
+    context_ = createContext(display_, visuals_.doubled);
+    window_ = createWindow(display_, visuals_.doubled, 64, 48);
+    EXPECT_EQ(makeCurrent(display_, window_, context_), True);
+    EXPECT_EQ(makeCurrent(display_, None, nullptr), True);
+    GL_OF(host(), glXDestroyContext)(display_, context_);
+  }).join();
+  EXPECT_FALSE(mentions(loggedByOthers(), "closed local display"));
+}
+
+// Another local display serves the process from then on, where the driver may know the same
+// configurations by other handles.
+TEST_F(WindowRecords, ContextsAreMadeOnTheNextLocalDisplayOnceTheFirstIsClosed) {
+  set("ZOL_GL_UNSET_LOCAL_DISPLAY", "1");
+  start();
+  outside::holdDeliveries();
+  std::thread([&] {
+    display_ = openDisplay();
+    context_ = createContext(display_, visuals_.doubled);
+    GL_OF(host(), glXDestroyContext)(display_, context_);
+  }).join();
+  EXPECT_TRUE(mentions(loggedByOthers(), "closed local display"));
+  forget();
+  Display* const next = openDisplay();
+  ASSERT_NE(createContext(next, visuals_.alpha), nullptr);
+  EXPECT_EQ(driverCalls().back(), "glXCreateNewContext(local, fb3, GLX_RGBA_TYPE, NULL, 1) = ctx2");
+  // Its own handles lead back to the visuals that were mapped on the first one.
+  const int wanted[] = {GLX_DOUBLEBUFFER, False, None};
+  int count = 0;
+  recorder().setChosenConfigs({configs_.single});
+  GLXFBConfig* const found =
+      GL_OF(host(), glXChooseFBConfig)(next, DefaultScreen(next), wanted, &count);
+  ASSERT_EQ(count, 1);
+  EXPECT_EQ(found[0], configs_.single);
+  EXPECT_NE(GL_OF(host(), glXCreateNewContext)(next, found[0], GLX_RGBA_TYPE, nullptr, True),
+            nullptr);
+  XFree(found);
+}
+
+} // namespace

@@ -1,0 +1,79 @@
+#include "rig/fixture.h"
+
+#include <atomic>
+#include <csignal>
+#include <cstdint>
+#include <cstring>
+#include <dlfcn.h>
+#include <filesystem>
+#include <fstream>
+#include <unistd.h>
+
+using namespace zol::rig;
+
+namespace {
+
+std::atomic<bool> extensionFails{false}; // for threads other than the test's
+
+} // namespace
+
+// Xlib's own, which this one stands before.
+extern "C" __attribute__((visibility("default"))) XExtCodes* XInitExtension(Display* display,
+                                                                            const char* name) {
+  static const auto real =
+      reinterpret_cast<XExtCodes* (*)(Display*, const char*)>(dlsym(RTLD_NEXT, "XInitExtension"));
+  if (extensionFails && gettid() != getpid() && std::strcmp(name, "ZOL-V1") == 0) return nullptr;
+  return real(display, name);
+}
+
+namespace {
+
+// The threads of this process but the one that runs the test.
+std::vector<pid_t> otherThreads() {
+  std::vector<pid_t> threads;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task")) {
+    const pid_t thread = std::stoi(entry.path().filename());
+    if (thread != getpid()) threads.push_back(thread);
+  }
+  return threads;
+}
+
+std::uint64_t blockedSignals(pid_t thread) {
+  std::ifstream stream("/proc/self/task/" + std::to_string(thread) + "/status");
+  for (std::string line; std::getline(stream, line);) {
+    if (line.starts_with("SigBlk:")) return std::stoull(line.substr(7), nullptr, 16);
+  }
+  return 0;
+}
+
+class CopybackThreadOfTheProcess : public Rig {};
+
+// Signals of the program are for the program's threads.
+TEST_F(CopybackThreadOfTheProcess, HasEverySignalBlockedAndTheProgramsThreadNone) {
+  start();
+  ASSERT_TRUE(eventually([] { return otherThreads().size() == 1; }));
+  const std::uint64_t blocked = blockedSignals(otherThreads().front());
+  for (int number = 1; number < NSIG; ++number) {
+    // Those that nobody can block, and those that the C library keeps for itself.
+    if (number == SIGKILL || number == SIGSTOP || (number > SIGSYS && number < SIGRTMIN)) continue;
+    EXPECT_NE(blocked >> (number - 1) & 1, 0U) << strsignal(number);
+  }
+  EXPECT_EQ(blockedSignals(getpid()), 0U);
+}
+
+// The program goes on, without frames in its windows.
+TEST_F(CopybackThreadOfTheProcess, EndsWithoutTheExtension) {
+  extensionFails = true;
+  start(); // forgets what is logged at the start
+  EXPECT_TRUE(eventually([] { return otherThreads().empty(); }));
+  EXPECT_TRUE(hasLine(texts(log().all()),
+                      "W void zol::gl::CopybackThread::svc(): Could not initialize Xzol extension "
+                      "in the copyback thread"));
+  Display* const display = openDisplay();
+  const Window window = createWindow(display, visuals_.doubled, 64, 48);
+  EXPECT_EQ(makeCurrent(display, window, createContext(display, visuals_.doubled)), True);
+  swap(display, window);
+  EXPECT_EQ(driverCalls().back(), "glXMakeCurrent(local, pbuffer2, ctx1)");
+}
+
+} // namespace
