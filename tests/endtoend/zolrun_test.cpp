@@ -27,10 +27,18 @@ std::set<std::string> namesIn(const fs::path& folder, const std::string& beginni
   return names;
 }
 
-// The files of the display's server: its socket and its lock.
-bool hasFiles(const std::string& display) {
-  const std::string number = display.substr(1);
-  return fs::exists("/tmp/.X11-unix/X" + number) || fs::exists("/tmp/.X" + number + "-lock");
+// What tells a server's socket from that of a later one with the same number: the shell command
+// that prints it for $DISPLAY, in a line of its own.
+const std::string kPrintSocket = "stat -c '%n %i %z' /tmp/.X11-unix/X${DISPLAY#:}; ";
+
+// Whether the socket that the line tells of is still there.
+bool isThere(const std::string& socket) {
+  Folder folder;
+  const std::string path = socket.substr(0, socket.find(' '));
+  Program program(folder, {"stat", "-c", "%n %i %z", path}, {});
+  const std::string now = program.readRest();
+  program.wait();
+  return now == socket + "\n";
 }
 
 // Processes that have this in their environment, which they got from the test.
@@ -52,8 +60,10 @@ std::set<std::string> processesWith(const std::string& variable) {
 class Zolrun : public testing::Test {
 protected:
   Environment marked() const { return {{"ENDTOEND_MARK", folder_.path()}}; }
-  void expectNothingLeft(const std::string& display) const {
-    EXPECT_FALSE(hasFiles(display));
+  // `socket` is the line that kPrintSocket made.
+  void expectNothingLeft(const std::string& socket) const {
+    EXPECT_TRUE(socket.starts_with("/tmp/.X11-unix/X")) << socket;
+    EXPECT_FALSE(isThere(socket));
     EXPECT_EQ(processesWith("ENDTOEND_MARK=" + folder_.path().string()), std::set<std::string>{});
   }
 
@@ -63,9 +73,11 @@ protected:
 TEST_F(Zolrun, ShowsAProgramsFramesAndLeavesNothingBehind) {
   Program program(folder_,
                   {kZolrun, "--headless", "--", "sh", "-c",
-                   "echo $DISPLAY; echo $$; exec glxgears -geometry 200x150"},
+                   "echo $DISPLAY; " + kPrintSocket + "echo $$; exec glxgears -geometry 200x150"},
                   marked());
   const std::string display = program.readLine();
+  const std::string socket = program.readLine();
+  EXPECT_TRUE(isThere(socket));
   const std::string gears = program.readLine();
   {
     const Observer observer(display);
@@ -88,33 +100,33 @@ TEST_F(Zolrun, ShowsAProgramsFramesAndLeavesNothingBehind) {
   kill(std::stoi(gears), SIGTERM);
   program.readRest();
   EXPECT_EQ(program.wait(), 128 + SIGTERM) << program.errors();
-  expectNothingLeft(display);
+  expectNothingLeft(socket);
 }
 
 TEST_F(Zolrun, RendersOnTheLocalDisplaysDriver) {
   Program program(folder_,
-                  {kZolrun, "--headless", "--", "sh", "-c", "echo $DISPLAY; exec glxinfo -B"},
+                  {kZolrun, "--headless", "--", "sh", "-c", kPrintSocket + "exec glxinfo -B"},
                   marked());
-  const std::string display = program.readLine();
+  const std::string socket = program.readLine();
   const std::string text = program.readRest();
   EXPECT_EQ(program.wait(), 0) << program.errors();
   EXPECT_NE(text.find("OpenGL renderer string: llvmpipe"), std::string::npos) << text;
   // Only the library reports what the driver lacks.
   EXPECT_NE(program.errors().find("system_glXJoinSwapGroupNV is NULL"), std::string::npos);
-  expectNothingLeft(display);
+  expectNothingLeft(socket);
 }
 
 TEST_F(Zolrun, StopsItsServersWhenItIsTold) {
   for (const int signal : {SIGINT, SIGTERM}) {
     Program program(
         folder_,
-        {kZolrun, "--headless", "--", "sh", "-c", "echo $DISPLAY; exec glxgears -geometry 200x150"},
+        {kZolrun, "--headless", "--", "sh", "-c", kPrintSocket + "exec glxgears -geometry 200x150"},
         marked());
-    const std::string display = program.readLine();
+    const std::string socket = program.readLine();
     program.signal(signal);
     program.readRest();
     EXPECT_EQ(program.wait(), 128 + signal) << program.errors();
-    expectNothingLeft(display);
+    expectNothingLeft(socket);
   }
 }
 

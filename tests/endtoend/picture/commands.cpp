@@ -1,6 +1,8 @@
 #include "endtoend/picture/commands.h"
 
+#include "endtoend/picture/core_drawing.h"
 #include "endtoend/picture/drawing.h"
+#include "endtoend/picture/words.h"
 
 #include <atomic>
 #include <cstdio>
@@ -25,28 +27,6 @@ int countXError(Display* display, XErrorEvent* event) {
   return 0;
 }
 
-template <class Value>
-Value next(std::istringstream& words) {
-  Value value{};
-  if (!(words >> value)) throw std::runtime_error("a word is missing");
-  return value;
-}
-
-std::string nextOr(std::istringstream& words, const char* otherwise) {
-  std::string value;
-  return words >> value ? value : otherwise;
-}
-
-std::string hex(unsigned long value) {
-  char text[32];
-  std::snprintf(text, sizeof text, "0x%lx", value);
-  return text;
-}
-
-std::string ok(const std::string& what = "") {
-  return what.empty() ? "ok" : "ok " + what;
-}
-
 std::string makeWindow(Stage& stage, std::istringstream& words) {
   const auto name = next<std::string>(words);
   const int width = next<int>(words), height = next<int>(words), depth = next<int>(words);
@@ -67,20 +47,25 @@ std::string makeCurrent(Stage& stage, std::istringstream& words) {
   return ok();
 }
 
-void drawInto(const StageWindow& window, const std::string& picture, int frame) {
-  draw(picture, frame, window.width, window.height);
+void drawFrame(Stage& stage, const std::string& picture, int frame) {
+  const StageDrawable& target = stage.current();
+  if (stage.currentIsCore()) {
+    drawWithShaders(picture, frame, target.width, target.height);
+  } else {
+    draw(picture, frame, target.width, target.height);
+  }
 }
 
 std::string drawPicture(Stage& stage, std::istringstream& words) {
   const auto picture = next<std::string>(words);
-  drawInto(stage.current(), picture, next<int>(words));
+  drawFrame(stage, picture, next<int>(words));
   return ok();
 }
 
 // A finished frame: swapped, or flushed where there is nothing to swap.
-void show(const StageWindow& window) {
+void show(const StageDrawable& window) {
   if (window.doubleBuffered) {
-    glXSwapBuffers(window.display, window.id);
+    glXSwapBuffers(window.display, window.drawable);
   } else {
     glFlush();
   }
@@ -88,12 +73,7 @@ void show(const StageWindow& window) {
 }
 
 std::string showWindow(Stage& stage, std::istringstream& words) {
-  show(stage.window(next<std::string>(words)));
-  return ok();
-}
-
-std::string finish(Stage&, std::istringstream&) {
-  glFinish();
+  show(stage.drawable(next<std::string>(words)));
   return ok();
 }
 
@@ -101,7 +81,7 @@ std::string showFrames(Stage& stage, std::istringstream& words) {
   const auto picture = next<std::string>(words);
   const int first = next<int>(words), last = next<int>(words);
   for (int frame = first; frame <= last; ++frame) {
-    drawInto(stage.current(), picture, frame);
+    drawFrame(stage, picture, frame);
     show(stage.current());
   }
   return ok();
@@ -115,7 +95,7 @@ std::string alternate(Stage& stage, std::istringstream& words) {
   for (int frame = 1; frame <= last; ++frame) {
     for (int i = 0; i < 2; ++i) {
       stage.makeCurrent(windows[i], contexts[i]);
-      drawInto(stage.current(), i == 0 ? "bar" : "quadrants", frame);
+      drawFrame(stage, i == 0 ? "bar" : "quadrants", frame);
       show(stage.current());
     }
   }
@@ -123,7 +103,7 @@ std::string alternate(Stage& stage, std::istringstream& words) {
 }
 
 std::string resize(Stage& stage, std::istringstream& words) {
-  StageWindow& window = stage.window(next<std::string>(words));
+  StageDrawable& window = stage.drawable(next<std::string>(words));
   window.width = next<int>(words);
   window.height = next<int>(words);
   XResizeWindow(window.display, window.id, static_cast<unsigned>(window.width),
@@ -133,7 +113,7 @@ std::string resize(Stage& stage, std::istringstream& words) {
 }
 
 std::string move(Stage& stage, std::istringstream& words) {
-  const StageWindow& window = stage.window(next<std::string>(words));
+  const StageDrawable& window = stage.drawable(next<std::string>(words));
   const int x = next<int>(words), y = next<int>(words);
   XMoveWindow(window.display, window.id, x, y);
   XSync(window.display, False);
@@ -141,14 +121,14 @@ std::string move(Stage& stage, std::istringstream& words) {
 }
 
 std::string map(Stage& stage, std::istringstream& words) {
-  const StageWindow& window = stage.window(next<std::string>(words));
+  const StageDrawable& window = stage.drawable(next<std::string>(words));
   XMapWindow(window.display, window.id);
   XSync(window.display, False);
   return ok();
 }
 
 std::string unmap(Stage& stage, std::istringstream& words) {
-  const StageWindow& window = stage.window(next<std::string>(words));
+  const StageDrawable& window = stage.drawable(next<std::string>(words));
   XUnmapWindow(window.display, window.id);
   XSync(window.display, False);
   return ok();
@@ -213,7 +193,7 @@ std::string cycle(Stage& stage, std::istringstream& words) {
     stage.createContext("cycled", "cycled", "");
     stage.makeCurrent("cycled", "cycled");
     for (int frame = 1; frame <= 2; ++frame) {
-      drawInto(stage.current(), "bar", frame);
+      drawFrame(stage, "bar", frame);
       show(stage.current());
     }
     stage.release();
@@ -245,16 +225,13 @@ std::string end(Stage&, std::istringstream& words) {
   std::exit(next<int>(words));
 }
 
-using Command = std::string (*)(Stage&, std::istringstream&);
-
-const std::map<std::string, Command> kCommands = {
+const Commands kCommands = {
     {"window", makeWindow},            // NAME WIDTH HEIGHT DEPTH double|single [X Y]: its id
     {"context", makeContext},          // NAME WINDOW [SHARED-WITH]
     {"current", makeCurrent},          // WINDOW CONTEXT
     {"release", release},              //
     {"draw", drawPicture},             // PICTURE FRAME
     {"show", showWindow},              // WINDOW
-    {"finish", finish},                //
     {"frames", showFrames},            // PICTURE FIRST LAST
     {"alternate", alternate},          // WINDOW WINDOW CONTEXT CONTEXT LAST
     {"texture", makeSharedTexture},    // FRAME
@@ -276,6 +253,15 @@ const std::map<std::string, Command> kCommands = {
     {"_exit", endAtOnce},              // STATUS
 };
 
+Command find(const std::string& verb) {
+  for (const Commands* commands : {&kCommands, &configCommands(), &drawableCommands(),
+                                   &fontCommands(), &oldGlCommands(), &procedureCommands()}) {
+    const auto found = commands->find(verb);
+    if (found != commands->end()) return found->second;
+  }
+  throw std::runtime_error("no such command: " + verb);
+}
+
 } // namespace
 
 void countXErrors() {
@@ -285,9 +271,7 @@ void countXErrors() {
 std::string perform(Stage& stage, const std::string& line) {
   std::istringstream words(line);
   const auto verb = next<std::string>(words);
-  const auto command = kCommands.find(verb);
-  if (command == kCommands.end()) throw std::runtime_error("no such command: " + verb);
-  return command->second(stage, words);
+  return find(verb)(stage, words);
 }
 
 } // namespace zol::endtoend

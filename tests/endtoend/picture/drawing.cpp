@@ -1,11 +1,10 @@
 #include "endtoend/picture/drawing.h"
 
-#include "endtoend/scene.h"
-
 #include <GL/gl.h>
 
 #include <array>
 #include <atomic>
+#include <cmath>
 
 namespace zol::endtoend {
 namespace {
@@ -42,9 +41,36 @@ void drawGradient(int frame, int width, int height) {
   glEnd();
 }
 
-void drawTexture(int width, int height) {
+// Edges that lie between the pixels.
+void drawStar(int frame, int width, int height) {
+  const auto across = static_cast<float>(width), down = static_cast<float>(height);
+  glBegin(GL_TRIANGLES);
+  for (int corner = 0; corner < 7; ++corner) {
+    setColour(0xff000000u | static_cast<std::uint32_t>(corner + frame) * 0x241c15u);
+    const float angle = 0.9f * static_cast<float>(corner) + 0.1f * static_cast<float>(frame);
+    glVertex2f(across / 2, down / 2);
+    glVertex2f(across * (0.5f + 0.45f * std::cos(angle)), down * (0.5f + 0.45f * std::sin(angle)));
+    glVertex2f(across * (0.5f + 0.4f * std::cos(angle + 0.3f)),
+               down * (0.5f + 0.4f * std::sin(angle + 0.3f)));
+  }
+  glEnd();
+}
+
+void fill(const Rect& rect) {
+  setColour(rect.colour);
+  glRecti(rect.x, rect.y, rect.x + rect.width, rect.y + rect.height);
+}
+
+} // namespace
+
+void drawRect(const Rect& rect, int width, int height) {
+  setPixelCoordinates(width, height);
+  fill(rect);
+}
+
+void drawBoundTexture(int width, int height) {
+  setPixelCoordinates(width, height);
   glEnable(GL_TEXTURE_2D);
-  glBindTexture(GL_TEXTURE_2D, sharedTexture);
   glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_REPLACE);
   glBegin(GL_QUADS);
   glTexCoord2i(0, 0);
@@ -59,16 +85,16 @@ void drawTexture(int width, int height) {
   glDisable(GL_TEXTURE_2D);
 }
 
-} // namespace
-
 void draw(const std::string& name, int frame, int width, int height) {
   setPixelCoordinates(width, height);
   if (name == "gradient") return drawGradient(frame, width, height);
-  if (name == "texture") return drawTexture(width, height);
-  for (const Rect& rect : scene(name, frame, width, height)) {
-    setColour(rect.colour);
-    glRecti(rect.x, rect.y, rect.x + rect.width, rect.y + rect.height);
+  if (name == "star") return drawStar(frame, width, height);
+  if (name == "texture") {
+    glBindTexture(GL_TEXTURE_2D, sharedTexture);
+    return drawBoundTexture(width, height);
   }
+  for (const Rect& rect : scene(name, frame, width, height))
+    fill(rect);
 }
 
 void makeTexture(int frame) {

@@ -10,10 +10,11 @@ namespace zol::endtoend {
 namespace {
 
 thread_local Display* ownDisplay = nullptr;
-thread_local StageWindow* threadWindow = nullptr;
+thread_local StageDrawable* threadDrawable = nullptr;
+thread_local bool threadIsCore = false;
 
 struct FreeWithX {
-  void operator()(XVisualInfo* visuals) const { XFree(visuals); }
+  void operator()(void* memory) const { XFree(memory); }
 };
 using VisualList = std::unique_ptr<XVisualInfo, FreeWithX>;
 
@@ -27,33 +28,25 @@ struct Attribute {
   int value;
 };
 
-// To the last buffer: the driver computes colours in one way or another depending on what other
-// buffers there are, and pictures are compared byte for byte.
 constexpr Attribute kExact[] = {
-    {GLX_USE_GL, 1},         {GLX_RGBA, 1},           {GLX_RED_SIZE, 8},    {GLX_GREEN_SIZE, 8},
-    {GLX_BLUE_SIZE, 8},      {GLX_ALPHA_SIZE, 8},     {GLX_DEPTH_SIZE, 24}, {GLX_STENCIL_SIZE, 8},
-    {GLX_ACCUM_RED_SIZE, 0}, {GLX_SAMPLE_BUFFERS, 0},
+    {GLX_RED_SIZE, 8},    {GLX_GREEN_SIZE, 8},   {GLX_BLUE_SIZE, 8},      {GLX_ALPHA_SIZE, 8},
+    {GLX_DEPTH_SIZE, 24}, {GLX_STENCIL_SIZE, 8}, {GLX_ACCUM_RED_SIZE, 0}, {GLX_SAMPLE_BUFFERS, 0},
 };
 
 bool isExact(Display* display, XVisualInfo* visual, bool doubleBuffered) {
-  return attributeOf(display, visual, GLX_DOUBLEBUFFER) == doubleBuffered &&
+  return attributeOf(display, visual, GLX_USE_GL) && attributeOf(display, visual, GLX_RGBA) &&
+         attributeOf(display, visual, GLX_DOUBLEBUFFER) == doubleBuffered &&
          std::all_of(std::begin(kExact), std::end(kExact), [=](const Attribute& wanted) {
            return attributeOf(display, visual, wanted.name) == wanted.value;
          });
 }
 
-XVisualInfo searchVisual(Display* display, int depth, bool doubleBuffered) {
-  XVisualInfo wanted{};
-  wanted.screen = DefaultScreen(display);
-  wanted.depth = depth;
-  wanted.c_class = TrueColor;
-  int count = 0;
-  const VisualList all(XGetVisualInfo(display, VisualScreenMask | VisualDepthMask | VisualClassMask,
-                                      &wanted, &count));
-  for (int i = 0; i < count; ++i) {
-    if (isExact(display, all.get() + i, doubleBuffered)) return all.get()[i];
-  }
-  throw std::runtime_error("no visual of depth " + std::to_string(depth));
+bool isExact(Display* display, GLXFBConfig config) {
+  return std::all_of(std::begin(kExact), std::end(kExact), [=](const Attribute& wanted) {
+    int value = 0;
+    return glXGetFBConfigAttrib(display, config, wanted.name, &value) == Success &&
+           value == wanted.value;
+  });
 }
 
 // The way most programs take.
@@ -74,6 +67,65 @@ Value& find(std::map<std::string, Value>& values, const std::string& name, const
 }
 
 } // namespace
+
+XVisualInfo searchVisual(Display* display, int depth, bool doubleBuffered) {
+  XVisualInfo wanted{};
+  wanted.screen = DefaultScreen(display);
+  wanted.depth = depth;
+  wanted.c_class = TrueColor;
+  int count = 0;
+  const VisualList all(XGetVisualInfo(display, VisualScreenMask | VisualDepthMask | VisualClassMask,
+                                      &wanted, &count));
+  for (int i = 0; i < count; ++i) {
+    if (isExact(display, all.get() + i, doubleBuffered)) return all.get()[i];
+  }
+  throw std::runtime_error("no visual of depth " + std::to_string(depth));
+}
+
+GLXFBConfig searchConfig(Display* display, int depth, bool doubleBuffered) {
+  const int wanted[] = {GLX_DRAWABLE_TYPE,
+                        GLX_WINDOW_BIT | GLX_PIXMAP_BIT | GLX_PBUFFER_BIT,
+                        GLX_RENDER_TYPE,
+                        GLX_RGBA_BIT,
+                        GLX_X_RENDERABLE,
+                        True,
+                        GLX_X_VISUAL_TYPE,
+                        GLX_TRUE_COLOR,
+                        GLX_DOUBLEBUFFER,
+                        doubleBuffered,
+                        GLX_RED_SIZE,
+                        8,
+                        GLX_ALPHA_SIZE,
+                        8,
+                        GLX_DEPTH_SIZE,
+                        24,
+                        None};
+  int count = 0;
+  const std::unique_ptr<GLXFBConfig, FreeWithX> all(
+      glXChooseFBConfig(display, DefaultScreen(display), wanted, &count));
+  for (int i = 0; i < count; ++i) {
+    GLXFBConfig const config = all.get()[i];
+    const VisualList visual(glXGetVisualFromFBConfig(display, config));
+    if (visual && visual->depth == depth && isExact(display, config)) return config;
+  }
+  throw std::runtime_error("no FBConfig of depth " + std::to_string(depth));
+}
+
+Window createPlainWindow(Display* display, const XVisualInfo& visual, int width, int height, int x,
+                         int y) {
+  const Window root = RootWindow(display, visual.screen);
+  XSetWindowAttributes attributes{};
+  attributes.colormap = XCreateColormap(display, root, visual.visual, AllocNone);
+  attributes.override_redirect = True;
+  const Window id =
+      XCreateWindow(display, root, x, y, static_cast<unsigned>(width),
+                    static_cast<unsigned>(height), 0, visual.depth, InputOutput, visual.visual,
+                    CWBorderPixel | CWBackPixel | CWColormap | CWOverrideRedirect, &attributes);
+  XFreeColormap(display, attributes.colormap);
+  XMapWindow(display, id);
+  XSync(display, False);
+  return id;
+}
 
 Display* Stage::open() const {
   Display* const display = XOpenDisplay(displayName_.empty() ? nullptr : displayName_.c_str());
@@ -106,41 +158,44 @@ Window Stage::createWindow(const std::string& name, int width, int height, int d
   Display* const connection = display();
   const XVisualInfo visual = depth == 0 ? chooseVisual(connection, doubleBuffered)
                                         : searchVisual(connection, depth, doubleBuffered);
-  const Window root = RootWindow(connection, visual.screen);
-  XSetWindowAttributes attributes{};
-  attributes.colormap = XCreateColormap(connection, root, visual.visual, AllocNone);
-  attributes.override_redirect = True;
-  const Window id =
-      XCreateWindow(connection, root, x, y, static_cast<unsigned>(width),
-                    static_cast<unsigned>(height), 0, visual.depth, InputOutput, visual.visual,
-                    CWBorderPixel | CWBackPixel | CWColormap | CWOverrideRedirect, &attributes);
-  XFreeColormap(connection, attributes.colormap);
-  XMapWindow(connection, id);
-  XSync(connection, False);
-  const std::lock_guard lock(mutex_);
-  windows_[name] = {connection, id, visual, doubleBuffered, width, height};
+  const Window id = createPlainWindow(connection, visual, width, height, x, y);
+  add(name, StageDrawable{connection, id, id, doubleBuffered, width, height, visual.depth,
+                          visual.visualid});
   return id;
 }
 
 void Stage::destroyWindow(const std::string& name) {
-  const StageWindow gone = window(name);
+  const StageDrawable gone = drawable(name);
   XDestroyWindow(gone.display, gone.id);
   XSync(gone.display, False);
 }
 
-StageWindow& Stage::window(const std::string& name) {
+void Stage::add(const std::string& name, const StageDrawable& drawable) {
   const std::lock_guard lock(mutex_);
-  return find(windows_, name, "window");
+  drawables_[name] = drawable;
 }
 
-void Stage::createContext(const std::string& name, const std::string& windowName,
-                          const std::string& sharedWith) {
-  StageWindow& target = window(windowName);
-  const GLXContext shared = sharedWith.empty() ? nullptr : context(sharedWith).id;
-  const GLXContext id = glXCreateContext(target.display, &target.visual, shared, True);
-  if (id == nullptr) throw std::runtime_error("no context");
+StageDrawable& Stage::drawable(const std::string& name) {
   const std::lock_guard lock(mutex_);
-  contexts_[name] = {target.display, id};
+  return find(drawables_, name, "drawable");
+}
+
+void Stage::createContext(const std::string& name, const std::string& drawableName,
+                          const std::string& sharedWith) {
+  const StageDrawable& target = drawable(drawableName);
+  GLXContext const shared = sharedWith.empty() ? nullptr : context(sharedWith).id;
+  XVisualInfo wanted{};
+  wanted.visualid = target.visual;
+  int count = 0;
+  const VisualList visual(XGetVisualInfo(target.display, VisualIDMask, &wanted, &count));
+  GLXContext const id = glXCreateContext(target.display, visual.get(), shared, True);
+  if (id == nullptr) throw std::runtime_error("no context");
+  add(name, StageContext{target.display, id, false});
+}
+
+void Stage::add(const std::string& name, const StageContext& context) {
+  const std::lock_guard lock(mutex_);
+  contexts_[name] = context;
 }
 
 void Stage::destroyContext(const std::string& name) {
@@ -153,22 +208,49 @@ StageContext& Stage::context(const std::string& name) {
   return find(contexts_, name, "context");
 }
 
-void Stage::makeCurrent(const std::string& windowName, const std::string& contextName) {
-  StageWindow& target = window(windowName);
-  if (!glXMakeCurrent(target.display, target.id, context(contextName).id)) {
+void Stage::add(const std::string& name, GLXFBConfig config) {
+  const std::lock_guard lock(mutex_);
+  configs_[name] = config;
+}
+
+GLXFBConfig Stage::config(const std::string& name) {
+  const std::lock_guard lock(mutex_);
+  return find(configs_, name, "FBConfig");
+}
+
+void Stage::makeCurrent(const std::string& drawableName, const std::string& contextName) {
+  StageDrawable& target = drawable(drawableName);
+  const StageContext& user = context(contextName);
+  if (!glXMakeCurrent(target.display, target.drawable, user.id)) {
     throw std::runtime_error("glXMakeCurrent failed");
   }
-  threadWindow = &target;
+  threadDrawable = &target;
+  threadIsCore = user.core;
+}
+
+void Stage::makeCurrent(const std::string& drawName, const std::string& readName,
+                        const std::string& contextName) {
+  StageDrawable& draw = drawable(drawName);
+  const StageContext& user = context(contextName);
+  if (!glXMakeContextCurrent(draw.display, draw.drawable, drawable(readName).drawable, user.id)) {
+    throw std::runtime_error("glXMakeContextCurrent failed");
+  }
+  threadDrawable = &draw;
+  threadIsCore = user.core;
 }
 
 void Stage::release() {
   if (!glXMakeCurrent(display(), None, nullptr)) throw std::runtime_error("release failed");
-  threadWindow = nullptr;
+  threadDrawable = nullptr;
 }
 
-StageWindow& Stage::current() {
-  if (threadWindow == nullptr) throw std::runtime_error("nothing is current");
-  return *threadWindow;
+StageDrawable& Stage::current() {
+  if (threadDrawable == nullptr) throw std::runtime_error("nothing is current");
+  return *threadDrawable;
+}
+
+bool Stage::currentIsCore() const {
+  return threadIsCore;
 }
 
 } // namespace zol::endtoend
