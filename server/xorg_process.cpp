@@ -1,5 +1,6 @@
 #include "xorg_process.h"
 
+#include "authority.h"
 #include "server_output.h"
 #include "tools/argv.h"
 #include "tools/locations.h"
@@ -108,6 +109,7 @@ std::vector<std::string> xorgCommand(const XzolOptions& options, const Channels&
   if (options.displayFd || !options.display) {
     command.insert(command.end(), {"-displayfd", std::to_string(channels.number.write.get())});
   }
+  if (options.authority) command.insert(command.end(), {"-auth", *options.authority});
   command.insert(command.end(), options.xorgOptions.begin(), options.xorgOptions.end());
   return command;
 }
@@ -305,8 +307,9 @@ int runXorg(const XzolOptions& options) {
   const bool parentAwaitsSignal = signal(SIGUSR1, SIG_DFL) == SIG_IGN;
   if (options.displayFd) fcntl(*options.displayFd, F_SETFD, FD_CLOEXEC);
   try {
+    if (options.authority) prepareAuthority(*options.authority);
     return Supervisor(options, parentAwaitsSignal).run();
-  } catch (const StartError& error) {
+  } catch (const std::runtime_error& error) {
     fprintf(stderr, "Xzol: %s\n", error.what());
     return 1;
   }

@@ -12,14 +12,18 @@ constexpr char kHelp[] =
     R"(Usage: Xzol [:N] [options] [options of the X.Org server]
 
 An X server without a GPU, for programs whose OpenGL is rendered on another X
-server of this machine.
+server of this machine. It runs until SIGTERM or Ctrl-C.
 
   :N                    take display number N; without it and without -displayfd,
                         a free one is taken and printed
-  --geometry WxH        size of the screen in pixels (default 1280x1024)
+  --geometry WxH        size of the screen in pixels at the start (default
+                        1280x1024); xrandr changes it while the server runs
   --gl-display NAME     the X server that clients are told to render on
   --vendor-names NAMES  the GLX vendors that clients are told to use, in order
                         (default "zol mesa")
+  --auth FILE           let in whoever has a key out of FILE, and nobody else; a
+                        file that is missing or empty is given a new key. Without
+                        it the programs of the user who starts Xzol are let in
   --help                show this help
   --version             show the version
 

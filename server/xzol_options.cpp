@@ -40,6 +40,9 @@ void parseOne(tools::Arguments& arguments, XzolOptions& options, bool& describes
   } else if (auto names = arguments.takeValue("--vendor-names")) {
     options.vendorNames = checkedName("--vendor-names", *names);
     describesScreen = true;
+  } else if (auto authority = arguments.takeValue("--auth")) {
+    if (authority->empty()) throw UsageError("--auth needs the name of a file");
+    options.authority = authority;
   } else if (auto fd = arguments.takeValue("-displayfd")) {
     options.displayFd = tools::parseNumber(*fd, INT_MAX);
     if (!options.displayFd) throw UsageError("-displayfd " + *fd + " is no file descriptor");

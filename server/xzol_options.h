@@ -20,6 +20,7 @@ struct XzolOptions {
   std::optional<std::string> config;    // instead of the configuration that Xzol writes
   std::optional<std::string> logFile;
   std::optional<std::string> modulePath; // searched after Xzol's own
+  std::optional<std::string> authority;  // the file with the keys that clients have to show
   std::vector<std::string> xorgOptions;  // handed on as they are
 
   // Throws tools::UsageError.

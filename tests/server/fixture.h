@@ -19,6 +19,14 @@ inline std::unique_ptr<tools::DisplayServer> startXzol(std::vector<std::string> 
   return server;
 }
 
+// Width and height of the root window, as the server knows them now.
+inline std::vector<uint32_t> sizeOfRoot(const std::string& display) {
+  XClient client(display, ByteOrder::little);
+  const Response reply = client.ask(
+      client.request(client.extension("ZOL-V1"), 0).put32(client.root()).put32(0).finish());
+  return {reply.get32(16), reply.get32(20)};
+}
+
 // Runs in both byte orders.
 class BothByteOrders : public testing::TestWithParam<ByteOrder> {};
 

@@ -21,13 +21,6 @@ std::string socketOf(const std::string& display) {
   return "/tmp/.X11-unix/X" + display.substr(1);
 }
 
-std::vector<uint32_t> sizeOfRoot(const std::string& display) {
-  XClient client(display, ByteOrder::little);
-  const Response reply = client.ask(
-      client.request(client.extension("ZOL-V1"), 0).put32(client.root()).put32(0).finish());
-  return {reply.get32(16), reply.get32(20)};
-}
-
 // The name of the display that the launcher has printed.
 std::string printedDisplay(Program& xzol) {
   xzol.waitForOutput("\n");
@@ -52,6 +45,8 @@ TEST(Xzol, RefusesOptionsThatMakeNoSenseByName) {
       {{"--geometry", "63x600"}, "--geometry 63x600 is not between 64x128 and 8192x8192"},
       {{"--geometry", "800x8193"}, "--geometry 800x8193 is not between 64x128 and 8192x8192"},
       {{"--gl-display"}, "--gl-display needs a value"},
+      {{"--auth"}, "--auth needs a value"},
+      {{"--auth="}, "--auth needs the name of a file"},
       {{"--gl-display", ":0\""}, "--gl-display holds a quotation mark or a control character"},
       {{"--vendor-names", "a\nb"}, "--vendor-names holds a quotation mark or a control character"},
       {{"--gl-display", std::string(256, 'x')}, "--gl-display is longer than 255 characters"},
@@ -79,7 +74,8 @@ TEST(Xzol, TellsItsVersionAndItsOptions) {
   EXPECT_EQ(version.out, "Xzol " ZOL_VERSION "\n");
   const Outcome help = run({ZOL_XZOL, "--help"});
   EXPECT_EQ(help.status, 0);
-  for (const char* option : {"--geometry WxH", "--gl-display NAME", "--vendor-names NAMES"}) {
+  for (const char* option :
+       {"--geometry WxH", "--gl-display NAME", "--vendor-names NAMES", "--auth FILE"}) {
     EXPECT_NE(help.out.find(option), std::string::npos) << option;
   }
 }

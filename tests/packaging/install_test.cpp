@@ -1,0 +1,27 @@
+// cmake --install: the whole in a folder of the user's choice.
+
+#include "scratch_folder.h"
+#include "served_program.h"
+
+namespace zol::test {
+
+namespace {
+
+TEST(Installation, WorksInAFolderOfItsOwn) {
+  const ScratchFolder folder;
+  const Outcome outcome =
+      run({ZOL_CMAKE, "--install", ZOL_BUILD_FOLDER, "--prefix", folder / "prefix"});
+  ASSERT_EQ(outcome.status, 0) << outcome.err;
+  for (const char* file :
+       {"bin/Xzol", "bin/zolinfo", "bin/zolrun", "lib/xorg/modules/extensions/libzol.so",
+        "share/man/man1/Xzol.1.gz", "share/man/man5/zol-gl.conf.5.gz",
+        "share/man/man7/libGLX_zol.7.gz", ZOL_LIBRARY_FOLDER "/libGLX_zol.so.0",
+        ZOL_LIBRARY_FOLDER "/libGLX_zolsoft.so.0"}) {
+    EXPECT_TRUE(std::filesystem::exists(folder / "prefix/" + file)) << file;
+  }
+  expectServed(folder / "prefix/bin/zolrun");
+}
+
+} // namespace
+
+} // namespace zol::test
