@@ -107,6 +107,7 @@ class WithoutALocalDisplay : public Rig {
 protected:
   // Nothing is paired yet, and no connection to the local display can be opened.
   void open() {
+    set("ZOL_GL_INITIALIZE_COPYBACK_AT_INIT", "0"); // which would open a connection at any time
     startServers();
     describeVisuals();
     begin();
@@ -120,6 +121,7 @@ protected:
   }
   // A context is current; the program goes on with a connection that has no local display.
   Display* goOnElsewhere() {
+    set("ZOL_GL_INITIALIZE_COPYBACK_AT_INIT", "0");
     start();
     outside::holdDeliveries();
     display_ = openDisplay();

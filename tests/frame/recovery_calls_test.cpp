@@ -45,6 +45,8 @@ TEST_F(Recovery, OfAWindowThatWasGoneBeforeItsFirstFrameRaisesNoError) {
   const GLXContext spare = createContext(display_, visuals_.doubled);
   const Window gone = window_;
   window_ = createWindow(display_, visuals_.doubled, 64, 48);
+  ASSERT_EQ(makeCurrent(display_, window_, context_), True); // known from here on
+  ASSERT_EQ(makeCurrent(display_, gone, context_), True);
   swap(display_, gone);
   XDestroyWindow(display_, gone);
   XSync(display_, False);
@@ -52,6 +54,7 @@ TEST_F(Recovery, OfAWindowThatWasGoneBeforeItsFirstFrameRaisesNoError) {
   recorder().setFrame(picture(1));
   swap(display_, window_);
   deliver(pictureOf(1, 64, 48), 64, 48);
+  forget();
   GL_OF(host(), glXDestroyContext)(display_, spare); // forgets windows that are gone
   EXPECT_TRUE(hasLine(logged(), debugLine(kClearDeletedLabel, "deleting 0x" + hex(gone))));
   recorder().setFrame(picture(2));

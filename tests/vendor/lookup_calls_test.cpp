@@ -129,6 +129,12 @@ TEST_F(Lookup, ByTheProgramFailsForOtherGlxNames) {
   }
 }
 
+TEST_F(Lookup, ByTheProgramOfNoNameAtAllFails) {
+  EXPECT_EQ(getProcAddress(nullptr), nullptr);
+  EXPECT_LINES(logged(), {"D " + kGetProcAddress + ": procname: (null)",
+                          "D " + kGetProcAddress + ": failed"});
+}
+
 TEST_F(Lookup, ByTheProgramHasOneFunctionForBothItsNames) {
   const auto arb = GL_OF(host(), glXGetProcAddressARB);
   forget();
