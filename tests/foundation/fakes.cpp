@@ -9,6 +9,7 @@
 #include <sys/types.h>
 
 Fakes fakes;
+std::mutex fakesMutex;
 
 namespace {
 
@@ -20,6 +21,7 @@ bool allocationFails(std::optional<int>& left) {
 }
 
 std::string resolve(const char* path) {
+  const std::lock_guard lock(fakesMutex);
   const auto found = fakes.paths.find(path);
   return found == fakes.paths.end() ? path : found->second;
 }
@@ -106,7 +108,10 @@ void __wrap_sync() {
 locale_t __real_uselocale(locale_t);
 locale_t __wrap_uselocale(locale_t locale) {
   const locale_t previous = __real_uselocale(locale);
-  if (locale) fakes.radixCharacters.emplace_back(nl_langinfo(RADIXCHAR));
+  if (locale) {
+    const std::lock_guard lock(fakesMutex);
+    fakes.radixCharacters.emplace_back(nl_langinfo(RADIXCHAR));
+  }
   return previous;
 }
 }

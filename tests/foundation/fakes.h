@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <map>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <sys/time.h>
@@ -34,3 +35,6 @@ struct Fakes {
 };
 
 extern Fakes fakes;
+
+// Held for `paths` and `radixCharacters`, which threads of one test may reach at once.
+extern std::mutex fakesMutex;

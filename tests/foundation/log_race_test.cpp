@@ -19,7 +19,10 @@ TEST_F(LogRace, IsLostByTheThreadThatComesLast) {
   std::thread other([&] { second = zol_open_log(); });
   const int writer = open(pipe.c_str(), O_WRONLY); // the other one is reading from here on
   ASSERT_GE(writer, 0);
-  fakes.paths.erase("/proc/uptime");
+  {
+    const std::lock_guard lock(fakesMutex);
+    fakes.paths.erase("/proc/uptime");
+  }
   const bool first = zol_open_log();
   ZOLGL_DEBUG("one");
   ASSERT_EQ(8, ::write(writer, "1.0 1.0\n", 8));
