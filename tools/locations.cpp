@@ -29,4 +29,16 @@ fs::path vendorLibraryFolder(const fs::path& fileName) {
   return {};
 }
 
+bool isSystemLibraryFolder(const std::filesystem::path& folder) {
+  for (const char* prefix : {"/", "/usr", "/usr/local"}) {
+    for (const char* name : {"lib", ZOL_INSTALL_LIBDIR}) {
+      std::error_code failure;
+      if (std::filesystem::equivalent(folder, std::filesystem::path(prefix) / name, failure)) {
+        return true;
+      }
+    }
+  }
+  return false;
+}
+
 } // namespace zol::tools

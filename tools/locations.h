@@ -16,4 +16,7 @@ std::filesystem::path serverModule();
 // The folder that has the GLVND vendor library `fileName`; empty when none has.
 std::filesystem::path vendorLibraryFolder(const std::filesystem::path& fileName);
 
+// Whether the dynamic loader looks into the folder unasked.
+bool isSystemLibraryFolder(const std::filesystem::path& folder);
+
 } // namespace zol::tools

@@ -60,19 +60,6 @@ std::string environmentValue(const char* name) {
   return value ? value : "";
 }
 
-// Whether the dynamic loader looks into the folder unasked.
-bool isSystemLibraryFolder(const std::filesystem::path& folder) {
-  for (const char* prefix : {"/", "/usr", "/usr/local"}) {
-    for (const char* name : {"lib", ZOL_INSTALL_LIBDIR}) {
-      std::error_code failure;
-      if (std::filesystem::equivalent(folder, std::filesystem::path(prefix) / name, failure)) {
-        return true;
-      }
-    }
-  }
-  return false;
-}
-
 std::filesystem::path requiredLibraryFolder(const char* library) {
   std::filesystem::path folder = vendorLibraryFolder(library);
   if (folder.empty()) {

@@ -22,17 +22,6 @@ std::string environmentValue(const char* name) {
   return value ? value : "";
 }
 
-// Whether the dynamic loader looks into the folder unasked.
-bool isSystemLibraryFolder(const fs::path& folder) {
-  for (const char* prefix : {"/", "/usr", "/usr/local"}) {
-    for (const char* name : {"lib", ZOL_INSTALL_LIBDIR}) {
-      std::error_code failure;
-      if (fs::equivalent(folder, fs::path(prefix) / name, failure)) return true;
-    }
-  }
-  return false;
-}
-
 bool hasFolder(const std::string& path, const fs::path& folder) {
   std::istringstream folders(path);
   for (std::string each; std::getline(folders, each, ':');) {
