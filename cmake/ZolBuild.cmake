@@ -27,7 +27,8 @@ target_compile_options(zol_flags INTERFACE
 if(ZOL_SANITIZE)
   # GCC's format check takes the branches that the sanitizers add for real ones.
   target_compile_options(zol_flags INTERFACE
-    -fsanitize=${ZOL_SANITIZE} -fno-omit-frame-pointer -Wno-format-overflow)
+    -fsanitize=${ZOL_SANITIZE} -fno-omit-frame-pointer
+    $<$<CXX_COMPILER_ID:GNU>:-Wno-format-overflow>)
   target_link_options(zol_flags INTERFACE -fsanitize=${ZOL_SANITIZE})
 endif()
 

@@ -67,12 +67,13 @@ bool forcesBestConfig(const LocalVisualInfo* lvi) {
 }
 
 // The program's list up to its first zero word, be it a value, and the debug flag behind it. A
-// flags pair that is there already is not merged: drivers take the last one.
+// flags pair that is there already is not merged: drivers take the last one. Cut behind a name, the
+// list is out of step, so a second zero ends it for those who read pairs.
 std::vector<int> withDebugFlag(const int* attribs) {
   std::vector<int> list;
   for (; *attribs != 0; ++attribs)
     list.push_back(*attribs);
-  list.insert(list.end(), {GLX_CONTEXT_FLAGS_ARB, GLX_CONTEXT_DEBUG_BIT_ARB, 0});
+  list.insert(list.end(), {GLX_CONTEXT_FLAGS_ARB, GLX_CONTEXT_DEBUG_BIT_ARB, 0, 0});
   return list;
 }
 
