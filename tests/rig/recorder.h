@@ -98,10 +98,11 @@ public:
   virtual int livingContexts() = 0;
   virtual int livingBuffers() = 0;
 
-  // What GLVND handed to the driver's __glx_Main, null or 0 before that.
+  // What GLVND handed to the driver's __glx_Main, null, 0 or empty before that.
   virtual const void* exportsReceived() = 0;
   virtual const void* vendorInfoReceived() = 0;
   virtual std::uint32_t versionReceived() = 0;
+  virtual std::vector<void*> importsReceived() = 0; // its slots as they were then
   // The address the driver gives for a function, null when absent.
   virtual void* address(const std::string& function) = 0;
 

@@ -26,10 +26,7 @@ VendorHost::VendorHost() : library_(dlopen(ZOL_LIBRARY, RTLD_NOW)) {
 }
 
 int VendorHost::enter(std::uint32_t version) {
-  void* slots[kSlots];
-  for (int i = 0; i < kSlots; ++i)
-    slots[i] = slotAsGiven(i);
-  std::memcpy(&imports_, slots, sizeof imports_);
+  std::memcpy(&imports_, slotsAsGiven().data(), sizeof imports_);
   const auto entry = reinterpret_cast<__PFNGLXMAINPROC>(dlsym(library_, __GLX_MAIN_PROTO_NAME));
   if (entry == nullptr) {
     std::fprintf(stderr, "the library under test has no entry: %s\n", dlerror());
@@ -54,6 +51,13 @@ void* VendorHost::slot(int index) const {
 
 void* VendorHost::slotAsGiven(int index) {
   return &givenSlots[index];
+}
+
+std::vector<void*> VendorHost::slotsAsGiven() {
+  std::vector<void*> slots;
+  for (int i = 0; i < kSlots; ++i)
+    slots.push_back(slotAsGiven(i));
+  return slots;
 }
 
 void* VendorHost::find(const char* name) const {

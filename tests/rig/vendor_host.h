@@ -5,6 +5,7 @@
 #include <glvnd/libglxabi.h>
 
 #include <string>
+#include <vector>
 
 namespace zol::rig {
 
@@ -28,6 +29,7 @@ public:
   // One of the nine slots, as it is now and as it was handed over.
   void* slot(int index) const;
   static void* slotAsGiven(int index);
+  static std::vector<void*> slotsAsGiven();
 
   // The function GLVND would dispatch to, null when the library does not have it.
   void* find(const char* name) const;

@@ -56,6 +56,7 @@ TEST_F(Refusal, OfADisplayWithoutTheExtension) {
 TEST_F(Refusal, OfADisplayWithoutGLX) {
   set("DISPLAY", startApplicationServer(":65000", {"-extension", "GLX"}).name());
   expectOff();
+  EXPECT_EQ(outside::calls("XCloseDisplay"), outside::calls("XOpenDisplay"));
 }
 
 TEST_F(Refusal, IsReconsideredAtTheNextCall) {
@@ -102,6 +103,7 @@ TEST_F(NoDriver, WhenTheLocalDisplayHasNoGLX) {
        "server string",
        "E " + kFind + ": ERROR: glVND not supported on X display " + local.name()});
   EXPECT_EQ(driverCalls(), Lines{});
+  EXPECT_EQ(outside::calls("XCloseDisplay"), outside::calls("XOpenDisplay"));
 }
 
 TEST_F(NoDriver, WhenTheDriverDeclines) {

@@ -297,6 +297,7 @@ TEST_F(StartUp, OpensTheApplicationDisplayForTheProbeAndForTheNameOfTheLocalOne)
   startServers();
   ASSERT_EQ(enter(), 1);
   EXPECT_EQ(outside::openedDisplays(), (Lines{"(null)", "(null)", localName()}));
+  EXPECT_EQ(outside::calls("XCloseDisplay"), 3);
 }
 
 TEST_F(StartUp, OpensTheApplicationDisplayOnlyForTheProbeWhenTheSettingNamesTheLocalOne) {
@@ -344,7 +345,14 @@ TEST_F(StartUp, HandsTheDriverTheFrontEndsExportsAndItsOwnVersion) {
   EXPECT_EQ(recorder().versionReceived(), 1u << 16);
 }
 
+TEST_F(StartUp, HandsTheDriverTheImportsAsTheFrontEndGaveThem) {
+  startServers();
+  ASSERT_EQ(enter(), 1);
+  EXPECT_EQ(recorder().importsReceived(), VendorHost::slotsAsGiven());
+}
+
 TEST_F(StartUp, RepeatsOnlyTheChecksTheSecondTime) {
+  set("ZOL_GL_INITIALIZE_COPYBACK_AT_INIT", "0");
   startServers();
   ASSERT_EQ(enter(), 1);
   forget();
@@ -356,7 +364,18 @@ TEST_F(StartUp, RepeatsOnlyTheChecksTheSecondTime) {
   EXPECT_EQ(driverCalls(), Lines{});
   for (int slot = 0; slot < 9; ++slot)
     EXPECT_EQ(host().slot(slot), VendorHost::slotAsGiven(slot));
-  EXPECT_LE(outside::calls("XOpenDisplay") - opened, 2); // the probe, and the copyback thread's
+  EXPECT_EQ(outside::calls("XOpenDisplay") - opened, 1); // the probe's
+}
+
+TEST_F(StartUp, TakesNoPartTheSecondTimeWhenTheDisplayIsAnother) {
+  startServers();
+  ASSERT_EQ(enter(), 1);
+  forget();
+  set("DISPLAY", startPlainServer().name());
+  EXPECT_EQ(enter(), 0);
+  EXPECT_LINES(logged(), {"D " + kMainLabel + ": START", "I " + kMainLabel + ": " + kBanner,
+                          "D " + kMainLabel + ": Initiating denylist and extension checks",
+                          "I " + kMainLabel + ": ZOL-GL is OFF"});
 }
 
 TEST_F(StartUp, PutsTheProgramsErrorHandlerBackAfterTheProbe) {
@@ -515,6 +534,16 @@ TEST_F(StartUpProcess, StartsTheCopybackThreadAtExitOnlyToStopIt) {
   EXPECT_TRUE(hasLine(mainLog(), "D void zol::gl::Copyback::stop(): DONE"));
   EXPECT_LINES(otherLog(), {"D void zol::gl::CopybackThread::svc(): START",
                             "D void zol::gl::CopybackThread::svc(): DONE"});
+}
+
+// Both are read and change nothing.
+TEST_F(StartUpProcess, CleansUpAtExitWhateverTheSettingsAboutItSay) {
+  startServers();
+  const ScenarioResult result =
+      run("entersAndKeepsTheLibrary",
+          {{"ZOL_GL_CLEANUP_ATEXIT", "0"}, {"ZOL_GL_DISABLE_ZOL_GL_UNLOAD", "1"}});
+  EXPECT_EQ(result.exitStatus, 0);
+  EXPECT_TRUE(hasLine(mainLog(), "D void zol_fini(): DONE"));
 }
 
 // Without thread-local storage --------------------------------------------------------------------

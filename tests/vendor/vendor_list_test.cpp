@@ -58,12 +58,16 @@ TEST_F(VendorList, TakesTheOnlyOne) {
 
 TEST_F(VendorList, PassesOverALibraryThatIsMissing) {
   ASSERT_EQ(enterWith("missing recorder"), 1);
-  EXPECT_LINES(search(), {attempt("missing"),
-                          "W " + kFind +
-                              ": DSO dlopen failed for 'libGLX_missing.so.0' with error: "
-                              "'libGLX_missing.so.0: cannot open shared object file: No such "
-                              "file or directory'",
-                          attempt("recorder")});
+  const Lines lines = logged();
+  EXPECT_LINES(searchIn(lines), {attempt("missing"),
+                                 "W " + kFind +
+                                     ": DSO dlopen failed for 'libGLX_missing.so.0' with error: "
+                                     "'libGLX_missing.so.0: cannot open shared object file: No "
+                                     "such file or directory'",
+                                 attempt("recorder")});
+  EXPECT_TRUE(hasLine(lines, "I " + kMainLabel +
+                                 ": Vendor 'libGLX_recorder.so.0' was selected for local "
+                                 "display"));
 }
 
 TEST_F(VendorList, PassesOverALibraryWithoutAnEntry) {
@@ -84,6 +88,8 @@ TEST_F(VendorList, PassesOverALibraryThatDeclines) {
                               "screen on the given display or incorrect ABI",
                           attempt("recorder")});
   EXPECT_FALSE(isLoaded("libGLX_refuser.so.0"));
+  // What the one that declined wrote into them is undone.
+  EXPECT_EQ(recorder().importsReceived(), VendorHost::slotsAsGiven());
 }
 
 TEST_F(VendorList, StopsAtTheFirstThatServes) {

@@ -202,6 +202,11 @@ std::uint32_t DriverState::versionReceived() {
   return version_;
 }
 
+std::vector<void*> DriverState::importsReceived() {
+  const Guard guard(mutex_);
+  return imports_;
+}
+
 std::shared_ptr<RecordedCall> DriverState::enter(const char* name, std::string text) {
   auto call = std::make_shared<RecordedCall>(RecordedCall{gettid(), name, std::move(text)});
   const Guard guard(mutex_);
@@ -541,11 +546,13 @@ void DriverState::setDebugCallback(GLDEBUGPROC callback) {
   debugCallback_ = callback;
 }
 
-void DriverState::recordMain(std::uint32_t version, const void* exports, const void* vendorInfo) {
+void DriverState::recordMain(std::uint32_t version, const void* exports, const void* vendorInfo,
+                             std::vector<void*> imports) {
   const Guard guard(mutex_);
   version_ = version;
   exports_ = exports;
   vendorInfo_ = vendorInfo;
+  imports_ = std::move(imports);
 }
 
 void DriverState::recordLookup(const char* name) {

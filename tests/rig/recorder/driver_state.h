@@ -87,6 +87,7 @@ public:
   const void* exportsReceived() override;
   const void* vendorInfoReceived() override;
   std::uint32_t versionReceived() override;
+  std::vector<void*> importsReceived() override;
   void* address(const std::string& function) override;
 
   // Called by the stubs around each call.
@@ -128,7 +129,8 @@ public:
   GLint queryResult();
   GLenum framebufferStatus();
   void setDebugCallback(GLDEBUGPROC callback);
-  void recordMain(std::uint32_t version, const void* exports, const void* vendorInfo);
+  void recordMain(std::uint32_t version, const void* exports, const void* vendorInfo,
+                  std::vector<void*> imports);
   void recordLookup(const char* name);
 
 private:
@@ -166,6 +168,7 @@ private:
   const void* exports_ = nullptr;
   const void* vendorInfo_ = nullptr;
   std::uint32_t version_ = 0;
+  std::vector<void*> imports_;
 };
 
 DriverState& driver();

@@ -130,7 +130,9 @@ extern "C" __attribute__((visibility("default"))) Bool __glx_Main(uint32_t versi
                                                                   const __GLXapiExports* exports,
                                                                   __GLXvendorInfo* vendor,
                                                                   __GLXapiImports* imports) {
-  driver().recordMain(version, exports, vendor);
+  std::vector<void*> slots(imports != nullptr ? sizeof *imports / sizeof(void*) : 0);
+  std::memcpy(slots.data(), imports, slots.size() * sizeof(void*));
+  driver().recordMain(version, exports, vendor, slots);
   driver().enter("__glx_Main", "__glx_Main(" + hexText(version) + ", " +
                                    (exports != nullptr ? "exports, " : "NULL, ") +
                                    (vendor != nullptr ? "vendor, " : "NULL, ") +
