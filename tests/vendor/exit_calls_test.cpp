@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <pthread.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -66,6 +67,52 @@ private:
   Display* display_ = nullptr;
 };
 
+// What a program that goes on calling while it ends gets to hear.
+class LateCaller : public Rig {
+public:
+  void TestBody() override {}
+
+  static LateCaller* instance() {
+    static auto* const caller = new LateCaller;
+    return caller;
+  }
+  void start() {
+    startServers();
+    describeVisuals();
+    pthread_key_t key;
+    for (last_ = 0; pthread_key_create(&key, nullptr) == 0;)
+      last_ = key;
+    pthread_key_delete(last_); // leaves one, which the library takes
+    begin();
+    display_ = openDisplay();
+    getProcAddress_ = host().imports().getProcAddress;
+  }
+  [[noreturn]] void callAndEnd() {
+    pthread_key_t key;
+    const bool keyIsBack = pthread_key_create(&key, nullptr) == 0;
+    const GLXContext context = createContext(display_, visuals_.doubled);
+    void* const lookedUp = getProcAddress_(reinterpret_cast<const GLubyte*>("glXMakeCurrent"));
+    const char* const whose =
+        lookedUp == recorder().address("glXMakeCurrent") ? "the driver's" : "the library's";
+    std::printf("key %s, context %s, function %s", keyIsBack ? "back" : "gone",
+                context == nullptr ? "refused" : "made", whose);
+    std::fflush(stdout);
+    _exit(5);
+  }
+
+private:
+  pthread_key_t last_ = 0;
+  Display* display_ = nullptr;
+  void* (*getProcAddress_)(const GLubyte*) = nullptr;
+};
+
+// Registered before the library was loaded, so it runs after all that the library does at exit.
+RIG_SCENARIO(callsAfterTheLibrarysEnd) {
+  std::atexit([] { LateCaller::instance()->callAndEnd(); });
+  LateCaller::instance()->start();
+  return 0;
+}
+
 RIG_SCENARIO(exitsInsideTheDriver) {
   alarm(kTooLong);
   static Program* const program = new Program;
@@ -80,6 +127,13 @@ RIG_SCENARIO(exitsInAForkedChild) {
 // The thread may be waiting for just the lock that the exiting thread will never give back.
 TEST_F(Exit, InsideACallThatHoldsALockDoesNotWaitForTheCopybackThread) {
   EXPECT_EQ(runScenario("exitsInsideTheDriver").exitStatus, 3); // -SIGALRM: it hung
+}
+
+// No thread state is made any more, and the driver answers for every name.
+TEST_F(Exit, LeavesCallersNothingOfTheLibrarysState) {
+  const ScenarioResult result = runScenario("callsAfterTheLibrarysEnd");
+  EXPECT_EQ(result.exitStatus, 5);
+  EXPECT_EQ(result.out, "key back, context refused, function the driver's");
 }
 
 // The copyback thread stayed in the parent: the child neither waits for its beginning nor its end.
