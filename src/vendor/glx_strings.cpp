@@ -127,6 +127,7 @@ const char* zol_glXGetClientString(Display* dpy, int name) {
   } else if (namesOurVendor(name)) {
     return kVendor;
   }
+  // Drivers answer this one without a display too.
   Display* const local = pairedLocalDisplay(dpy, __PRETTY_FUNCTION__);
   MutexLock lock(getLocalDisplayMutex());
   const char* const system = system_glXGetClientString(local, name);

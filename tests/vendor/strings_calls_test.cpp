@@ -287,6 +287,34 @@ TEST_F(GLXStrings, ExtensionsAreBuiltOnceForTheProcess) {
   EXPECT_EQ(driverCallsOfOthers(), Lines{});
 }
 
+// Whoever comes before the string is there builds one too, and the last one stays. The other is
+// never freed, as somebody has it.
+TEST_F(GLXStrings, ExtensionsThatTwoBuildAtOnceAreThoseOfTheLater) {
+  openPaired();
+  offerExtensions("GLX_SGIX_pbuffer");
+  struct Answers {
+    const char* mine;
+    const char* others;
+  };
+  const auto askAtOnce = [](const char* function, const std::function<const char*()>& ask) {
+    Answers answers{};
+    {
+      const LockProbe probe(function, [&] { answers.others = ask(); });
+      answers.mine = ask();
+    }
+    EXPECT_NE(answers.mine, answers.others) << function;
+    EXPECT_EQ(answers.mine, "GLX_SGIX_pbuffer" + kOwn) << function;
+    EXPECT_EQ(answers.others, "GLX_SGIX_pbuffer" + kOwn) << function;
+    const char* const kept = ask();
+    EXPECT_TRUE(kept == answers.mine || kept == answers.others) << function;
+    return answers;
+  };
+  static Answers extensions, client; // the leak checker finds them here
+  extensions = askAtOnce("glXQueryExtensionsString", [this] { return extensions_(display_, 0); });
+  client =
+      askAtOnce("glXGetClientString", [this] { return clientString_(display_, GLX_EXTENSIONS); });
+}
+
 // Client string --------------------------------------------------------------------------------
 
 TEST_F(GLXStrings, ClientsVendorIsTheLibrarysOwn) {
@@ -332,6 +360,18 @@ TEST_F(GLXStrings, OfADisplayThatCannotBePairedAreNone) {
   outside::fail("XOpenDisplay", 0);
   offerExtensions("GLX_SGIX_pbuffer");
   EXPECT_EQ(extensions_(display_, 0), "GLX_SGIX_pbuffer" + kOwn); // the failure is not kept
+}
+
+// Unlike the others these are not about a display.
+TEST_F(GLXStrings, ForClientsOfADisplayThatCannotBePairedAreTheDrivers) {
+  open();
+  outside::fail("XOpenDisplay", 100);
+  recorder().setString("glXGetClientString", GLX_VERSION, "8.8");
+  offerExtensions("GLX_SGIX_pbuffer");
+  EXPECT_STREQ(clientString_(display_, GLX_VERSION), "8.8");
+  EXPECT_EQ(clientString_(display_, GLX_EXTENSIONS), "GLX_SGIX_pbuffer" + kOwn);
+  EXPECT_STREQ(clientString_(display_, GLX_VENDOR), "YRSO Systems");
+  EXPECT_LINES(driverCalls(), {"glXGetClientString(NULL, 2)", "glXGetClientString(NULL, 3)"});
 }
 
 // Indexed GL extensions ------------------------------------------------------------------------
