@@ -4,6 +4,7 @@
 #include <cstring>
 #include <pthread.h>
 #include <set>
+#include <thread>
 #include <unistd.h>
 
 using namespace zol::rig;
@@ -561,7 +562,11 @@ TEST_F(StartUp, GoesOnWithoutThreadStateWhenTheKeysHaveRunOut) {
 
   Display* const display = openDisplay();
   const Window window = createWindow(display, visuals_.doubled, 32, 32);
-  EXPECT_EQ(GL_OF(host(), glXCreateContext)(display, &visuals_.doubled, nullptr, True), nullptr);
+  const auto createContext = GL_OF(host(), glXCreateContext);
+  EXPECT_EQ(createContext(display, &visuals_.doubled, nullptr, True), nullptr);
+  std::thread([&] {
+    EXPECT_EQ(createContext(display, &visuals_.doubled, nullptr, True), nullptr);
+  }).join();
   EXPECT_EQ(GL_OF(host(), glXMakeCurrent)(display, window, nullptr), False);
   EXPECT_EQ(GL_OF(host(), glXGetCurrentContext)(), nullptr);
   EXPECT_EQ(GL_OF(host(), glXGetCurrentDrawable)(), 0u);
@@ -570,6 +575,7 @@ TEST_F(StartUp, GoesOnWithoutThreadStateWhenTheKeysHaveRunOut) {
   GL_OF(host(), glFinish)();
   GL_OF(host(), glFlush)();
   EXPECT_EQ(driverCalls(), Lines{});
+  EXPECT_EQ(driverCallsOfOthers(), Lines{});
 }
 
 } // namespace
