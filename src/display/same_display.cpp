@@ -45,9 +45,8 @@ const hostent* resolve(const char* name) {
   std::uint32_t address = 0;
   const char* part = name;
   for (int i = 0; i < 4; ++i) {
-    char* end = nullptr;
-    address = address << 8 | (static_cast<std::uint32_t>(std::strtol(part, &end, 10)) & 0xFF);
-    part = *end == '.' ? end + 1 : end;
+    if (i > 0) part = std::strchr(part, '.') + 1;
+    address = address << 8 | (static_cast<std::uint32_t>(std::strtol(part, nullptr, 10)) & 0xFF);
   }
   const std::uint32_t networkOrder = htonl(address);
   const hostent* const host = gethostbyaddr(&networkOrder, sizeof networkOrder, AF_INET);
