@@ -190,11 +190,13 @@ GLXContext zol_glXCreateContextAttribsARB(Display* dpy, GLXFBConfig config, GLXC
 void zol_glXDestroyContext(Display* dpy, GLXContext context) {
   ZOLGL_DEBUG("START");
   if (context == nullptr) return;
-  Display* const local = localDisplayFor(dpy, nullptr);
+  TSD* const tsd = getTSD();
+  Display* const local = localDisplayFor(dpy, tsd);
   if (local == nullptr) {
     ZOLGL_DEBUG("no local display");
     return;
   }
+  const LocalDisplayHold hold(tsd->appdpy);
 
   std::unique_ptr<ContextInfo> removed;
   MutexLock lock(getContextMutex());
@@ -212,8 +214,10 @@ void zol_glXDestroyContext(Display* dpy, GLXContext context) {
     removed.reset(info);
   }
   lock.unlock();
+  Display* const appDisplay = removed != nullptr ? removed->appDisplay : nullptr;
   removed.reset();
   destroyLocalContext(local, context);
+  _unsetLocalDisplay(appDisplay);
 }
 
 void debugCallback(GLenum, GLenum type, GLuint, GLenum severity, GLsizei, const GLchar* message,

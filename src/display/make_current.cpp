@@ -85,6 +85,7 @@ static void setCurrent(TSD* tsd, GLXContext context, const DrawableRef& draw,
     }
   }
   lock.unlock();
+  Display* const leftDisplay = removed != nullptr ? removed->appDisplay : nullptr;
   removed.reset();
 
   if (draw) draw->context = context;
@@ -92,6 +93,7 @@ static void setCurrent(TSD* tsd, GLXContext context, const DrawableRef& draw,
   tsd->drawable = draw;
   tsd->readDrawable = read;
   tsd->context = context;
+  _unsetLocalDisplay(leftDisplay);
 }
 
 // Leaves the thread with nothing current. `unbind` is the driver's call for it.
@@ -124,6 +126,7 @@ Bool zol_glXMakeCurrent(Display* dpy, GLXDrawable drawable, GLXContext context) 
   if (!_setupAppDisplay(dpy, tsd)) return False;
 
   if (drawable != None && context != nullptr) {
+    const LocalDisplayHold hold(tsd->appdpy);
     Display* const local = _getLocalDisplay(tsd);
     if (local == nullptr) {
       ZOLGL_DEBUG("no local display");
@@ -172,6 +175,7 @@ Bool zol_glXMakeContextCurrent(Display* dpy, GLXDrawable draw, GLXDrawable read,
   }
 
   if (draw != None && context != nullptr) {
+    const LocalDisplayHold hold(tsd->appdpy);
     Display* const local = _getLocalDisplay(tsd);
     if (local == nullptr) {
       ZOLGL_DEBUG("no local display");

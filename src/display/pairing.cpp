@@ -4,6 +4,7 @@
 #include "display/same_display.h"
 #include "display/tsd.h"
 #include "display/zol_ext.h"
+#include "drawable/local_pixmap_window.h"
 #include "drawable/registry.h"
 #include "foundation/conf_settings.h"
 #include "foundation/log.h"
@@ -21,6 +22,26 @@ namespace {
 
 // The status of a program whose X server cannot show a single frame.
 constexpr int kNoExtensionStatus = 20;
+
+// The calls that hold the local display of an application display.
+struct Holders {
+  int count = 0;
+  bool closingWaits = false; // for the last of them
+};
+
+// Guarded by the map mutex.
+zol::Map<Display*, Holders>& holders() {
+  static auto& byAppDisplay = *new zol::Map<Display*, Holders>;
+  return byAppDisplay;
+}
+
+// Whether the end of the local display has to wait; it is made up for then. Hold the map mutex.
+bool isHeld(Display* appdpy) {
+  Holders* const held = holders().find(appdpy);
+  if (held == nullptr) return false;
+  held->closingWaits = true;
+  return true;
+}
 
 zol::Mutex* setupMutex() {
   static auto* const mutex = new zol::Mutex(false);
@@ -159,7 +180,7 @@ void _unsetLocalDisplay(Display* appdpy) {
   {
     const MutexLock lock(getLocalDisplayMapMutex());
     Display** const paired = getLocalDisplayMap()->find(appdpy);
-    if (paired == nullptr || *paired == nullptr) return;
+    if (paired == nullptr || *paired == nullptr || isHeld(appdpy)) return;
     local = *paired;
   }
   const bool usedByContext = anyContextOn(appdpy);
@@ -169,13 +190,38 @@ void _unsetLocalDisplay(Display* appdpy) {
     // Another thread may have come to the same end; who takes the entry out closes the display.
     const MutexLock lock(getLocalDisplayMapMutex());
     Display** const paired = getLocalDisplayMap()->find(appdpy);
-    if (paired == nullptr || *paired != local) return;
+    if (paired == nullptr || *paired != local || isHeld(appdpy)) return;
     getLocalDisplayMap()->erase(appdpy);
   }
-  forgetFBConfigsOf(local);
-  XCloseDisplay(local);
+  forgetLocalDrawablesOf(appdpy);
+  {
+    const MutexLock lock(getLocalDisplayMutex());
+    forgetFBConfigsOf(local);
+    forgetLocalPixmapWindow(local);
+    XCloseDisplay(local);
+  }
   ZOLGL_INFO("closed local display %p mapped to %p", static_cast<void*>(local),
              static_cast<void*>(appdpy));
+}
+
+LocalDisplayHold::LocalDisplayHold(Display* appdpy)
+    : appdpy_(zol::conf::settings().unsetLocalDisplay ? appdpy : nullptr) {
+  if (appdpy_ == nullptr) return;
+  const MutexLock lock(getLocalDisplayMapMutex());
+  ++holders()[appdpy_].count;
+}
+
+LocalDisplayHold::~LocalDisplayHold() {
+  if (appdpy_ == nullptr) return;
+  bool closes = false;
+  {
+    const MutexLock lock(getLocalDisplayMapMutex());
+    Holders& held = holders()[appdpy_];
+    if (--held.count > 0) return;
+    closes = held.closingWaits;
+    holders().erase(appdpy_);
+  }
+  if (closes) _unsetLocalDisplay(appdpy_);
 }
 
 zol::Mutex* getLocalDisplayMutex() {

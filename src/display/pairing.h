@@ -28,9 +28,22 @@ Display* localDisplayFor(Display* dpy, zol::gl::TSD* tsd);
 Display* pairWithLocalDisplay(Display* dpy, zol::gl::TSD* tsd);
 
 // Closes the local display of `appdpy` when no context and no window uses it any more and the
-// setting unset-local-display is on. Takes the map, context map and drawables mutexes one after the
-// other.
+// setting unset-local-display is on. Takes the map, context map, drawables and local display
+// mutexes one after the other.
 void _unsetLocalDisplay(Display* appdpy);
+
+// Keeps the local display of `appdpy` open for the time of a call that still needs it, whatever
+// ends meanwhile.
+class LocalDisplayHold {
+public:
+  explicit LocalDisplayHold(Display* appdpy);
+  ~LocalDisplayHold(); // closes what would have been closed meanwhile
+  LocalDisplayHold(const LocalDisplayHold&) = delete;
+  LocalDisplayHold& operator=(const LocalDisplayHold&) = delete;
+
+private:
+  Display* const appdpy_; // null where nothing is ever closed
+};
 
 // Guards every call into the driver on a local display. Lock order: local drawables list, then a
 // readback object, then this one; the visual map before this one.

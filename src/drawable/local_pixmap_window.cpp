@@ -7,11 +7,19 @@
 
 #include <unistd.h>
 
+namespace {
+
+// Guarded by the local display mutex.
+Window window = None;
+Display* madeOn = nullptr;
+
+} // namespace
+
 Window getLocalPixmapWindow(Display* local) {
-  static Window window = None; // guarded by the local display mutex
   if (window != None) return window;
 
   const long pid = getpid(); // format 32 means longs
+  madeOn = local;
   const Atom pidProperty = XInternAtom(local, "_NET_WM_PID", False);
   window = XCreateSimpleWindow(local, DefaultRootWindow(local), 0, 0, 10, 10, 0, 0, 0);
   char exe[256];
@@ -24,4 +32,8 @@ Window getLocalPixmapWindow(Display* local) {
                   reinterpret_cast<const unsigned char*>(&pid), 1);
   XFlush(local);
   return window;
+}
+
+void forgetLocalPixmapWindow(Display* local) {
+  if (local == madeOn) window = None;
 }

@@ -181,6 +181,13 @@ void clearDeletedDrawables() {
     clearOwnBindings(tsd, record);
 }
 
+void forgetLocalDrawablesOf(Display* appDisplay) {
+  const MutexLock lock(getLocalDrawablesMutex());
+  for (const DrawableRef& record : *getLocalDrawablesList()) {
+    if (record->appDisplay == appDisplay) record->localDrawable = None;
+  }
+}
+
 bool anyWindowOn(Display* appDisplay) {
   const MutexLock lock(getLocalDrawablesMutex());
   const auto& list = *getLocalDrawablesList();

@@ -39,5 +39,9 @@ void eraseLocalDrawable(unsigned long appDrawable, zol::gl::LocalDrawableType ty
 // Ends the records of windows that are gone or in use with another FBConfig by now.
 void clearDeletedDrawables();
 
+// The local display of `appDisplay` is about to be closed: the local drawables of its pixmaps and
+// pbuffers end with it and must not be destroyed later, when their ids may be another's.
+void forgetLocalDrawablesOf(Display* appDisplay);
+
 // Whether a window of `appDisplay` has a record.
 bool anyWindowOn(Display* appDisplay);

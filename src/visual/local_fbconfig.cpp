@@ -60,7 +60,6 @@ void setHomeOfFBConfigs(Display* local) {
 }
 
 void forgetFBConfigsOf(Display* local) {
-  const zol::MutexLock lock(getLocalDisplayMutex());
   if (HandlesById** const handles = handlesByDisplay().find(local)) {
     delete *handles;
     handlesByDisplay().erase(local);

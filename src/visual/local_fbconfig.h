@@ -10,6 +10,7 @@
 void setHomeOfFBConfigs(Display* local);
 
 // A local display is about to be closed: the ids of the map's handles are kept if they are its.
+// Hold the local display mutex.
 void forgetFBConfigsOf(Display* local);
 
 // The FBConfig id of one of the map's handles; 0 for any other. No lock needed.

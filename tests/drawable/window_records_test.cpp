@@ -145,48 +145,4 @@ TEST_F(WindowRecords, AReplacedReadbackLivesAsLongAsItsWindow) {
   EXPECT_EQ(recorder().livingPbuffers(), 0);
 }
 
-TEST_F(WindowRecords, AListedWindowKeepsTheLocalDisplayOpen) {
-  set("ZOL_GL_UNSET_LOCAL_DISPLAY", "1");
-  start();
-  outside::holdDeliveries();
-  std::thread([&] {
-    display_ = openDisplay();
-    context_ = createContext(display_, visuals_.doubled);
-    window_ = createWindow(display_, visuals_.doubled, 64, 48);
-    EXPECT_EQ(makeCurrent(display_, window_, context_), True);
-    EXPECT_EQ(makeCurrent(display_, None, nullptr), True);
-    GL_OF(host(), glXDestroyContext)(display_, context_);
-  }).join();
-  EXPECT_FALSE(mentions(loggedByOthers(), "closed local display"));
-}
-
-// Another local display serves the process from then on, where the driver may know the same
-// configurations by other handles.
-TEST_F(WindowRecords, ContextsAreMadeOnTheNextLocalDisplayOnceTheFirstIsClosed) {
-  set("ZOL_GL_UNSET_LOCAL_DISPLAY", "1");
-  start();
-  outside::holdDeliveries();
-  std::thread([&] {
-    display_ = openDisplay();
-    context_ = createContext(display_, visuals_.doubled);
-    GL_OF(host(), glXDestroyContext)(display_, context_);
-  }).join();
-  EXPECT_TRUE(mentions(loggedByOthers(), "closed local display"));
-  forget();
-  Display* const next = openDisplay();
-  ASSERT_NE(createContext(next, visuals_.alpha), nullptr);
-  EXPECT_EQ(driverCalls().back(), "glXCreateNewContext(local, fb3, GLX_RGBA_TYPE, NULL, 1) = ctx2");
-  // Its own handles lead back to the visuals that were mapped on the first one.
-  const int wanted[] = {GLX_DOUBLEBUFFER, False, None};
-  int count = 0;
-  recorder().setChosenConfigs({configs_.single});
-  GLXFBConfig* const found =
-      GL_OF(host(), glXChooseFBConfig)(next, DefaultScreen(next), wanted, &count);
-  ASSERT_EQ(count, 1);
-  EXPECT_EQ(found[0], configs_.single);
-  EXPECT_NE(GL_OF(host(), glXCreateNewContext)(next, found[0], GLX_RGBA_TYPE, nullptr, True),
-            nullptr);
-  XFree(found);
-}
-
 } // namespace

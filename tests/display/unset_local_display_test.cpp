@@ -1,0 +1,228 @@
+// The end of a local display that nobody uses any more.
+
+#include "rig/fixture.h"
+
+#include <algorithm>
+#include <string>
+#include <thread>
+
+using namespace zol::rig;
+
+namespace {
+
+class LocalDisplay : public Rig {
+protected:
+  void open() {
+    start();
+    outside::holdDeliveries();
+    display_ = openDisplay();
+    destroyContext_ = GL_OF(host(), glXDestroyContext);
+    forget();
+  }
+  GLXContext newContext() { return createContext(display_, visuals_.doubled); }
+  Window newWindow() { return createWindow(display_, visuals_.doubled, 64, 48); }
+  void destroy(GLXContext context) { destroyContext_(display_, context); }
+  void destroy(Window window) {
+    XDestroyWindow(display_, window);
+    XSync(display_, False);
+  }
+  GLXPbuffer newPbuffer() {
+    const int attributes[] = {GLX_PBUFFER_WIDTH, 20, GLX_PBUFFER_HEIGHT, 10, 0};
+    return GL_OF(host(), glXCreatePbuffer)(display_, configs_.doubled, attributes);
+  }
+  // The rest of a thread's life with one context.
+  void oneContextOnAnotherThread() {
+    std::thread([&] { destroy(newContext()); }).join();
+  }
+
+  std::string closed() const {
+    return "I void _unsetLocalDisplay(Display*): closed local display <ptr> mapped to " +
+           address(display_);
+  }
+  // Whether this thread has closed the local display since the last time.
+  bool isClosed() { return hasLine(logged(), closed()); }
+
+  // What is kept of the configurations when their display is closed.
+  const Lines kQueries_ = {"glXGetFBConfigs", "glXGetFBConfigAttrib"};
+
+  Display* display_ = nullptr;
+  decltype(&::glXDestroyContext) destroyContext_ = nullptr;
+};
+
+TEST_F(LocalDisplay, StaysOpenByDefault) {
+  open();
+  oneContextOnAnotherThread();
+  const Lines lines = loggedByOthers();
+  EXPECT_FALSE(hasLine(lines, closed()));
+  EXPECT_LINES(Lines(lines.end() - 2, lines.end()),
+               {debugLine("virtual zol::gl::TSD::~TSD()", "START"),
+                debugLine("virtual zol::gl::TSD::~TSD()", "Closing appdpy2")});
+}
+
+class UnsetLocalDisplay : public LocalDisplay {
+protected:
+  void SetUp() override { set("ZOL_GL_UNSET_LOCAL_DISPLAY", "1"); }
+};
+
+TEST_F(UnsetLocalDisplay, ClosesItWithTheLastContext) {
+  open();
+  const GLXContext first = newContext();
+  const GLXContext second = newContext();
+  forget();
+  destroy(first);
+  EXPECT_FALSE(isClosed());
+  const int closings = outside::calls("XCloseDisplay");
+  recorder().setHook("glXDestroyContext",
+                     [&] { EXPECT_EQ(outside::calls("XCloseDisplay"), closings); });
+  destroy(second);
+  EXPECT_LINES(Lines{logged().back()}, {closed()});
+  EXPECT_EQ(outside::calls("XCloseDisplay"), closings + 1);
+}
+
+TEST_F(UnsetLocalDisplay, ClosesItWithTheLastThreadThatUsedIt) {
+  open();
+  std::thread([&] { newPbuffer(); }).join();
+  const Lines lines = loggedByOthers();
+  ASSERT_GE(lines.size(), 3U);
+  EXPECT_LINES(Lines(lines.end() - 3, lines.end()),
+               {debugLine("virtual zol::gl::TSD::~TSD()", "START"), closed(),
+                debugLine("virtual zol::gl::TSD::~TSD()", "Closing appdpy2")});
+}
+
+// The window is noticed to be gone while the context is on its way out: the driver still needs the
+// connection for the context.
+TEST_F(UnsetLocalDisplay, ClosesItOnlyAfterTheContextThatWentWithTheLastWindow) {
+  open();
+  const GLXContext context = newContext();
+  const Window window = newWindow();
+  ASSERT_EQ(makeCurrent(display_, window, context), True);
+  ASSERT_EQ(makeCurrent(display_, None, nullptr), True);
+  destroy(window);
+  forget();
+  const int closings = outside::calls("XCloseDisplay");
+  recorder().setHook("glXDestroyContext",
+                     [&] { EXPECT_EQ(outside::calls("XCloseDisplay"), closings); });
+  destroy(context);
+  const Lines lines = logged();
+  EXPECT_TRUE(hasLine(lines, debugLine(kClearDeletedLabel, "deleting 0x" + hex(window))));
+  EXPECT_LINES(Lines{lines.back()}, {closed()});
+  EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
+                          [](const std::string& line) {
+                            return line.find("opened local display") != std::string::npos;
+                          }),
+            0);
+  EXPECT_EQ(driverCalls(kQueries_).back(), "glXDestroyContext(local, ctx1)");
+}
+
+TEST_F(UnsetLocalDisplay, ClosesItWhenADestroyedContextIsNoLongerCurrent) {
+  open();
+  const GLXContext context = newContext();
+  const GLXPbuffer pbuffer = newPbuffer();
+  ASSERT_EQ(makeCurrent(display_, pbuffer, context), True);
+  destroy(context);
+  EXPECT_FALSE(isClosed());
+  forget();
+  EXPECT_EQ(makeCurrent(display_, None, nullptr), True);
+  EXPECT_LINES(driverCalls(kQueries_), {"glXMakeCurrent(local, 0, NULL)"});
+  EXPECT_LINES(Lines{logged().back()}, {closed()});
+}
+
+TEST_F(UnsetLocalDisplay, KeepsItWhileAContextUsesIt) {
+  open();
+  std::thread([&] { newContext(); }).join();
+  EXPECT_FALSE(hasLine(loggedByOthers(), closed()));
+}
+
+TEST_F(UnsetLocalDisplay, KeepsItWhileAWindowIsListed) {
+  open();
+  const GLXContext context = newContext();
+  const Window window = newWindow();
+  ASSERT_EQ(makeCurrent(display_, window, context), True);
+  ASSERT_EQ(makeCurrent(display_, None, nullptr), True);
+  destroy(context);
+  EXPECT_FALSE(isClosed());
+
+  // It is the last one; that it is gone is noticed when a context ends.
+  destroy(window);
+  destroy(newContext());
+  EXPECT_TRUE(isClosed());
+}
+
+// They end with the connection that they were made on, so there is nothing to destroy afterwards,
+// and their ids may mean something else by then.
+TEST_F(UnsetLocalDisplay, DoesNotKeepItForPixmapsAndPbuffers) {
+  open();
+  const GLXContext context = newContext();
+  const GLXPbuffer pbuffer = newPbuffer();
+  const Pixmap pixmap = XCreatePixmap(display_, DefaultRootWindow(display_), 20, 10, 24);
+  const GLXPixmap glxPixmap =
+      GL_OF(host(), glXCreatePixmap)(display_, configs_.doubled, pixmap, nullptr);
+  destroy(context);
+  EXPECT_TRUE(isClosed());
+  forget();
+  GL_OF(host(), glXDestroyPbuffer)(display_, pbuffer);
+  GL_OF(host(), glXDestroyPixmap)(display_, glxPixmap);
+  const Lines calls = driverCalls();
+  EXPECT_FALSE(hasLine(calls, "glXDestroyPbuffer(<any>"));
+  EXPECT_FALSE(hasLine(calls, "glXDestroyPixmap(<any>"));
+}
+
+// What the driver needs an X window for finds one on the next connection.
+TEST_F(UnsetLocalDisplay, PixmapsCanBeMadeOnTheNextOne) {
+  open();
+  const auto create = GL_OF(host(), glXCreatePixmap);
+  const Pixmap pixmap = XCreatePixmap(display_, DefaultRootWindow(display_), 20, 10, 24);
+  const GLXContext context = newContext();
+  EXPECT_NE(create(display_, configs_.doubled, pixmap, nullptr), None);
+  destroy(context);
+  EXPECT_TRUE(isClosed());
+  static int errors = 0;
+  XSetErrorHandler([](Display*, XErrorEvent*) { return ++errors; });
+  const GLXPixmap second = create(display_, configs_.doubled, pixmap, nullptr);
+  EXPECT_NE(second, None);
+  GL_OF(host(), glXDestroyPixmap)(display_, second); // closes it and hears of all errors
+  EXPECT_TRUE(isClosed());
+  EXPECT_EQ(errors, 0);
+}
+
+// Another local display serves the process from then on, where the driver may know the same
+// configurations by other handles.
+TEST_F(UnsetLocalDisplay, ContextsAreMadeOnTheNextOne) {
+  open();
+  oneContextOnAnotherThread();
+  EXPECT_TRUE(hasLine(loggedByOthers(), closed()));
+  forget();
+  Display* const next = openDisplay();
+  ASSERT_NE(createContext(next, visuals_.alpha), nullptr);
+  EXPECT_EQ(driverCalls().back(), "glXCreateNewContext(local, fb3, GLX_RGBA_TYPE, NULL, 1) = ctx2");
+  // Its own handles lead back to the visuals that were mapped on the first one.
+  const int wanted[] = {GLX_DOUBLEBUFFER, False, None};
+  int count = 0;
+  recorder().setChosenConfigs({configs_.single});
+  GLXFBConfig* const found =
+      GL_OF(host(), glXChooseFBConfig)(next, DefaultScreen(next), wanted, &count);
+  ASSERT_EQ(count, 1);
+  EXPECT_EQ(found[0], configs_.single);
+  EXPECT_NE(GL_OF(host(), glXCreateNewContext)(next, found[0], GLX_RGBA_TYPE, nullptr, True),
+            nullptr);
+  XFree(found);
+}
+
+// The context belongs to one connection of the program and is used with windows of another one.
+TEST_F(UnsetLocalDisplay, KeepsItForTheWindowThatTakesTheLastOnesPlace) {
+  open();
+  const GLXContext context = newContext();
+  display_ = openDisplay();
+  const Window first = newWindow();
+  ASSERT_EQ(makeCurrent(display_, first, context), True);
+  ASSERT_EQ(makeCurrent(display_, None, nullptr), True);
+  destroy(first);
+  const Window second = newWindow();
+  forget();
+  EXPECT_EQ(makeCurrent(display_, second, context), True);
+  const Lines lines = logged();
+  EXPECT_TRUE(hasLine(lines, debugLine(kClearDeletedLabel, "deleting 0x" + hex(first))));
+  EXPECT_FALSE(hasLine(lines, closed()));
+}
+
+} // namespace
