@@ -4,6 +4,7 @@
 #include "display/tsd.h"
 #include "vendor/system_functions.h"
 #include "visual/recording.h"
+#include "visual/visual_map.h"
 
 #include <cstdlib>
 #include <gtest/gtest.h>
@@ -14,14 +15,16 @@ namespace {
 using DisplayRecord = std::remove_pointer_t<_XPrivDisplay>;
 DisplayRecord appRecord = {};
 DisplayRecord localRecord = {};
+DisplayRecord otherAppRecord = {};
 fake::World world;
 
 const char* nameOf(Display* display) {
+  if (display == fake::otherApp) return "other";
   return display == fake::app ? "app" : "local";
 }
 
 const std::vector<fake::Visual>& visualsOf(Display* display) {
-  return display == fake::app ? world.appVisuals : world.localVisuals;
+  return display == fake::local ? world.localVisuals : world.appVisuals;
 }
 
 // Every call into the driver on the local display is made with its mutex held.
@@ -87,7 +90,12 @@ GLXFBConfig* chooseFBConfig(Display* display, int screen, const int* list, int* 
 }
 
 int getFBConfigAttrib(Display* display, GLXFBConfig config, int attribute, int* value) {
-  checkLock(display);
+  if (attribute != GLX_FBCONFIG_ID || world.idsUnderLocalMutex) {
+    checkLock(display);
+  } else {
+    EXPECT_FALSE(recording::holds(getLocalDisplayMutex()));
+    EXPECT_TRUE(recording::holds(getLVIMutex()));
+  }
   const fake::Config& answers = record(config);
   recording::call("glXGetFBConfigAttrib %s 0x%x 0x%x", nameOf(display), answers.id, attribute);
   const auto found = answers.attributes.find(attribute);
@@ -118,6 +126,7 @@ namespace fake {
 
 Display* const app = reinterpret_cast<Display*>(&appRecord);
 Display* const local = reinterpret_cast<Display*>(&localRecord);
+Display* const otherApp = reinterpret_cast<Display*>(&otherAppRecord);
 
 World& reset() {
   appRecord.default_screen = 1;
@@ -170,6 +179,9 @@ Display* _getLocalDisplay(zol::gl::TSD*) {
 Display* localDisplayFor(Display*, zol::gl::TSD* tsd) {
   return _getLocalDisplay(tsd);
 }
+Display* pairWithLocalDisplay(Display* dpy, zol::gl::TSD* tsd) {
+  return _setupAppDisplay(dpy, tsd) ? _getLocalDisplay(tsd) : nullptr;
+}
 zol::Mutex* getLocalDisplayMutex() {
   static auto* const mutex = new zol::Mutex(false);
   return mutex;
@@ -178,9 +190,11 @@ zol::Mutex* getLocalDisplayMutex() {
 // Stand in for Xlib.
 extern "C" {
 XVisualInfo* XGetVisualInfo(Display* display, long mask, XVisualInfo* wanted, int* count) {
-  recording::call("XGetVisualInfo %s mask 0x%lx screen %d id 0x%lx", nameOf(display), mask,
-                  wanted->screen, wanted->visualid);
-  return infos(visualsOf(display), mask == VisualIDMask ? wanted->visualid : 0, count);
+  recording::call("XGetVisualInfo %s mask 0x%lx screen %d id 0x%lx%s", nameOf(display), mask,
+                  wanted->screen, wanted->visualid,
+                  recording::holds(getLVIMutex()) ? ", map locked" : "");
+  const VisualID onlyId = mask == VisualIDMask ? wanted->visualid : 0;
+  return infos(visualsOf(display), world.onlyVisual ? world.onlyVisual : onlyId, count);
 }
 int XFree(void* memory) {
   std::free(memory);

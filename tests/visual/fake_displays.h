@@ -27,11 +27,14 @@ struct Config {
 
 extern Display* const app;
 extern Display* const local;
+extern Display* const otherApp; // a second one of the application, with the same visuals
 
 struct World {
   bool hasTSD = true;
   bool pairs = true;
   bool hasLocalDisplay = true;
+  bool idsUnderLocalMutex = true; // else FBConfigs are asked for their ids under the map's alone
+  VisualID onlyVisual = 0;        // not 0: what XGetVisualInfo finds, whatever it looks for
   const char* appExtensions = "";
   const char* localExtensions = "";
   std::vector<Visual> appVisuals;

@@ -7,6 +7,8 @@
 #include <cstdarg>
 #include <cstdio>
 #include <gtest/gtest.h>
+#include <set>
+#include <utility>
 
 namespace recording {
 
@@ -19,11 +21,14 @@ std::string formatted(const char* format, va_list arguments) {
 }
 
 thread_local std::vector<const void*> held;
+thread_local std::set<std::pair<const void*, const void*>> nestings; // outer, inner
 decltype(&::pthread_mutex_lock) realLock;
 decltype(&::pthread_mutex_unlock) realUnlock;
 
 int recordingLock(pthread_mutex_t* mutex) noexcept {
   const int result = realLock(mutex);
+  for (const void* const outer : held)
+    nestings.emplace(outer, mutex);
   held.push_back(mutex);
   return result;
 }
@@ -75,10 +80,15 @@ std::vector<std::string> messages() {
 void clear() {
   calls().clear();
   log().clear();
+  nestings.clear();
 }
 
 bool holds(const void* mutex) {
   return std::find(held.begin(), held.end(), mutex) != held.end();
+}
+
+bool lockedInside(const void* outer, const void* inner) {
+  return nestings.contains({outer, inner});
 }
 
 } // namespace recording

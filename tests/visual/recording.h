@@ -27,4 +27,7 @@ void clear();
 // Whether the thread holds the mutex at this address.
 bool holds(const void* mutex);
 
+// Whether the thread locked `inner` while it held `outer`.
+bool lockedInside(const void* outer, const void* inner);
+
 } // namespace recording

@@ -1,14 +1,18 @@
+#include "display/pairing.h"
 #include "foundation/conf_settings.h"
 #include "visual/fake_displays.h"
+#include "visual/fbconfig_queries.h"
+#include "visual/filled_map.h"
+#include "visual/own_process.h"
 #include "visual/recording.h"
 #include "visual/visual_map.h"
+#include "visual/visual_queries.h"
 
 #include <cstdlib>
 #include <functional>
 #include <gtest/gtest.h>
 
 using recording::messages;
-using testing::ExitedWithCode;
 using zol::gl::LocalVisualInfo;
 
 namespace {
@@ -60,16 +64,6 @@ int bestOfThree(int setting) {
   return entries().at(0)->bestConfig;
 }
 
-// The map is built once in a process, so every build has a process of its own.
-void inAProcessOfItsOwn(const std::function<void()>& body) {
-  EXPECT_EXIT(
-      {
-        body();
-        std::_Exit(testing::Test::HasFailure() ? 1 : 0);
-      },
-      ExitedWithCode(0), "");
-}
-
 void logsABuildInFull() {
   fake::World& world = fake::reset();
   world.appVisuals = {{0x21, 24, fake::rgba(true)},
@@ -112,7 +106,7 @@ void logsABuildInFull() {
   EXPECT_EQ(entry->numFBConfigs, 3);
   EXPECT_EQ(entry->bestConfig, 2);
   EXPECT_EQ(entry->bestFBConfig(), fake::config(2));
-  EXPECT_EQ(recording::calls()[0], "XGetVisualInfo app mask 0x2 screen 1 id 0x0");
+  EXPECT_EQ(recording::calls()[0], "XGetVisualInfo app mask 0x2 screen 1 id 0x0, map locked");
   EXPECT_EQ(recording::calls()[1], "glXQueryExtensionsString app 1");
   EXPECT_EQ(recording::calls()[2], "glXQueryExtensionsString local 2");
 }
@@ -138,6 +132,8 @@ TEST(BuildingTheVisualMap, HappensOnce) {
     build();
     recording::clear();
     build();
+    initializeVisualMap(fake::otherApp, 0, nullptr);
+    EXPECT_EQ(_getLVI(fake::otherApp, VisualID{0x21}, nullptr), entries().at(0));
     EXPECT_EQ(recording::calls(), Lines{});
     EXPECT_EQ(messages(), Lines{});
     EXPECT_EQ(entries().size(), 1u);
@@ -146,19 +142,81 @@ TEST(BuildingTheVisualMap, HappensOnce) {
 
 TEST(BuildingTheVisualMap, LeavesAnEmptyButBuiltMapWhenNoVisualSupportsOpenGL) {
   inAProcessOfItsOwn([] {
-    fake::reset().appVisuals = {{0x21, 24, {{GLX_USE_GL, 0}}}};
+    fake::World& world = fake::reset();
+    world.appVisuals = {{0x21, 24, {{GLX_USE_GL, 0}}}};
+    world.localVisuals = {{0x81, 24, fake::rgba(true)}};
+    world.configs = {{0x101, 0, 0x81, {{GLX_VISUAL_ID, 0x81}}}};
     build();
     EXPECT_EQ(entries().size(), 0u);
     recording::clear();
     EXPECT_EQ(_getLVI(fake::app, VisualID{0x21}, nullptr), nullptr);
     EXPECT_EQ(recording::calls(), Lines{});
     EXPECT_EQ(messages(), Lines{"DEBUG LVI for app visual 21 not found"});
+    recording::clear();
+    EXPECT_EQ(_getLVI(fake::app, fake::config(0), nullptr), nullptr);
+    EXPECT_EQ(countCalls("XGetVisualInfo"), 0u);
+    EXPECT_EQ(messages(),
+              (Lines{format("DEBUG LVI not found for fbconfig %p (local visual 81). Trying another "
+                            "way...",
+                            fake::config(0)),
+                     format("DEBUG LVI for fbconfig %p not found (again)", fake::config(0))}));
+  });
+}
+
+TEST(BuildingTheVisualMap, IsTheWorkOfWhateverNeedsItFirst) {
+  XVisualInfo visual = {};
+  visual.visualid = 0x21;
+  int value = 0;
+  int noRequest[] = {0};
+  struct {
+    std::function<void()> query;
+    int screen; // the default one is 1
+  } const cases[] = {
+      {[] { _getLVI(fake::app, VisualID{0x21}, nullptr); }, 1},
+      {[] { _getLVI(fake::app, fake::config(0), nullptr); }, 1},
+      {[&] { XFree(zol_glXChooseVisual(fake::app, 7, noRequest)); }, 7},
+      {[&] { zol_glXGetConfig(fake::app, &visual, GLX_RGBA, &value); }, 1},
+      {[&] { zol_glXGetFBConfigAttrib(fake::app, fake::config(0), GLX_SAMPLES, &value); }, 1},
+      {[] { XFree(zol_glXGetVisualFromFBConfig(fake::app, fake::config(0))); }, 1},
+  };
+  for (const auto& first : cases) {
+    inAProcessOfItsOwn([&] {
+      threeConfigs(0, 0, 0).configs[0].attributes = {{GLX_VISUAL_ID, 0x81}};
+      first.query();
+      EXPECT_EQ(recording::calls().at(0), "XGetVisualInfo app mask 0x2 screen " +
+                                              std::to_string(first.screen) + " id 0x0, map locked");
+      EXPECT_EQ(recording::calls().at(1), "glXQueryExtensionsString app 1");
+      EXPECT_EQ(entries().size(), 1u);
+    });
+  }
+}
+
+TEST(BuildingTheVisualMap, TakesTheLocalDisplaysMutexInsideTheMaps) {
+  inAProcessOfItsOwn([] {
+    threeConfigs(0, 0, 0);
+    build();
+    EXPECT_TRUE(recording::lockedInside(getLVIMutex(), getLocalDisplayMutex()));
+    EXPECT_FALSE(recording::lockedInside(getLocalDisplayMutex(), getLVIMutex()));
+  });
+}
+
+TEST(BuildingTheVisualMap, NotesWhetherAVisualIsDoubleBuffered) {
+  inAProcessOfItsOwn([] {
+    fake::World& world = threeConfigs(0, 0, 0);
+    world.appVisuals.push_back({0x22, 24, fake::rgba(false)});
+    world.appVisuals.push_back({0x23, 24, fake::rgba(true)});
+    world.appVisuals.back().attributes[GLX_DOUBLEBUFFER] = 5;
+    build();
+    ASSERT_EQ(entries().size(), 3u);
+    EXPECT_EQ(entries()[0]->doubleBuffered, 1);
+    EXPECT_EQ(entries()[1]->doubleBuffered, 0);
+    EXPECT_EQ(entries()[2]->doubleBuffered, 1);
   });
 }
 
 TEST(BuildingTheVisualMap, EndsTheProcessWithStatus20WhenTheDisplayHasNoVisuals) {
-  EXPECT_EXIT(
-      {
+  inAProcessOfItsOwn(
+      [] {
         fake::reset();
         std::atexit([] {
           if (messages() != Lines{"ERROR FATAL: cannot find any visual in the display."} ||
@@ -167,7 +225,7 @@ TEST(BuildingTheVisualMap, EndsTheProcessWithStatus20WhenTheDisplayHasNoVisuals)
         });
         build();
       },
-      ExitedWithCode(20), "");
+      20);
 }
 
 TEST(BuildingTheVisualMap, IsTriedAgainAfterAThreadWithoutState) {
@@ -237,6 +295,14 @@ TEST(BuildingTheVisualMap, AsksForAtLeastTheConfiguredSamples) {
     threeConfigs(2, 8, 4);
     EXPECT_EQ(bestOfThree(4), 2);
   });
+  inAProcessOfItsOwn([] {
+    threeConfigs(2, 6, 6);
+    EXPECT_EQ(bestOfThree(4), 1);
+  });
+  inAProcessOfItsOwn([] { // a visual that has more is not given less
+    threeConfigs(1, 2, 4, 4).appVisuals[0].attributes[GLX_SAMPLE_BUFFERS] = 3;
+    EXPECT_EQ(bestOfThree(2), 2);
+  });
 }
 
 TEST(BuildingTheVisualMap, TakesTheFirstConfigWhenNoneHasEnoughSamples) {
@@ -263,42 +329,28 @@ TEST(BuildingTheVisualMap, NeverGoesBackBehindTheStartingConfig) {
 
 namespace {
 
-// Lookups in a map that the test fills.
-class AVisualLookup : public testing::Test {
+class AVisualLookup : public FilledMap {
 protected:
   void SetUp() override {
-    fake::reset().appVisuals = {{0x1, 24, {{GLX_USE_GL, 0}}}};
-    build();
-    world = &fake::reset();
+    FilledMap::SetUp();
     world->configs = {{0x101, 0, 0, {{GLX_VISUAL_ID, 0x81}, {GLX_ALPHA_SIZE, 0}}},
                       {0x102, 0, 0x82, {{GLX_VISUAL_ID, 0x99}, {GLX_ALPHA_SIZE, 8}}},
-                      {0x103, 0, 0x82, {{GLX_ALPHA_SIZE, 8}, {GLX_RGBA, 1}}}};
+                      {0x103, 0, 0x82, {{GLX_ALPHA_SIZE, 1}, {GLX_RGBA, 1}}},
+                      {0x104, 0, 0x82, {{GLX_ALPHA_SIZE, 0}, {GLX_RGBA, 1}}}};
     world->localVisuals = {{0x82, 24, {}}};
   }
 
-  void TearDown() override {
-    zol::MutexLock lock(getLVIMutex());
-    for (LocalVisualInfo* entry : *getListLocalVisuals())
-      delete entry;
-    getListLocalVisuals()->clear();
-  }
-
   LocalVisualInfo* add(unsigned int appId, int appDepth, unsigned int localId) {
-    zol::MutexLock lock(getLVIMutex());
-    auto* entry = new LocalVisualInfo;
-    entry->appVisual.visualId = appId;
+    LocalVisualInfo* const entry = FilledMap::add(appId, localId);
     entry->appVisual.depth = appDepth;
-    entry->localVisual.visualId = localId;
     entry->fbConfigs = configs;
-    entry->numFBConfigs = 3;
-    getListLocalVisuals()->push_back(entry);
+    entry->numFBConfigs = 4;
     return entry;
   }
 
   LocalVisualInfo* find(int index) { return _getLVI(fake::app, fake::config(index), nullptr); }
 
-  fake::World* world = nullptr;
-  GLXFBConfig configs[3] = {fake::config(0), fake::config(1), fake::config(2)};
+  GLXFBConfig configs[4] = {fake::config(0), fake::config(1), fake::config(2), fake::config(3)};
 };
 
 } // namespace
@@ -345,6 +397,14 @@ TEST_F(AVisualLookup, TakesTheFirstOwnerOfAnFBConfigWhenTheDriverRefusesGlxRgba)
                    format("DEBUG LVI found %p - app visual: 0x25, local visual: 0x82", first)}));
 }
 
+TEST_F(AVisualLookup, TakesTheFirstOwnerOfAnFBConfigWithoutAlpha) {
+  LocalVisualInfo* const first = add(0x25, 16, 0x70);
+  add(0x21, 32, 0x71);
+  EXPECT_EQ(find(3), first);
+  EXPECT_EQ(messages(), Lines{format("DEBUG LVI found %p - app visual: 0x25, local visual: 0x82",
+                                     first)}); // whatever its depth
+}
+
 TEST_F(AVisualLookup, PrefersTheLowestDeepEnoughVisualForAnFBConfigWithAlpha) {
   add(0x25, 24, 0x70);
   add(0x20, 16, 0x70);
@@ -355,6 +415,19 @@ TEST_F(AVisualLookup, PrefersTheLowestDeepEnoughVisualForAnFBConfigWithAlpha) {
   EXPECT_EQ(messages(),
             (Lines{format("DEBUG LVI found %p - app visual: 0x21, local visual: 0x82", lowest),
                    "DEBUG App and local visual have different depths, app: 32 - local: 24"}));
+}
+
+TEST_F(AVisualLookup, ComparesTheIdsOfVisualsAsUnsigned) {
+  LocalVisualInfo* const lowest = add(0x7fffffff, 24, 0x70);
+  add(0x80000000, 24, 0x70);
+  EXPECT_EQ(find(2), lowest);
+}
+
+TEST_F(AVisualLookup, NeverHoldsTheTwoMutexesTogether) {
+  add(0x25, 24, 0x70);
+  find(2);
+  EXPECT_FALSE(recording::lockedInside(getLVIMutex(), getLocalDisplayMutex()));
+  EXPECT_FALSE(recording::lockedInside(getLocalDisplayMutex(), getLVIMutex()));
 }
 
 TEST_F(AVisualLookup, TakesAShallowOwnerWhenThereIsNoDeepEnoughOne) {

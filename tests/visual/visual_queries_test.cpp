@@ -1,6 +1,5 @@
-#include "visual/fake_displays.h"
+#include "visual/filled_map.h"
 #include "visual/recording.h"
-#include "visual/visual_map.h"
 #include "visual/visual_queries.h"
 
 #include <cstdlib>
@@ -14,36 +13,17 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-class AVisualQuery : public testing::Test {
+class AVisualQuery : public FilledMap {
 protected:
-  void SetUp() override {
-    fake::reset().appVisuals = {{0x1, 24, {{GLX_USE_GL, 0}}}};
-    initializeVisualMap(fake::app, 1, nullptr);
-    fake::reset();
-  }
-
-  void TearDown() override {
-    zol::MutexLock lock(getLVIMutex());
-    for (LocalVisualInfo* entry : *getListLocalVisuals())
-      delete entry;
-    getListLocalVisuals()->clear();
-  }
-
   LocalVisualInfo* add(unsigned int appId, int localDepth, bool doubleBuffer) {
-    zol::MutexLock lock(getLVIMutex());
-    auto* entry = new LocalVisualInfo;
-    entry->appVisual.visualId = appId;
-    entry->localVisual.visualId = appId + 0x60;
+    LocalVisualInfo* const entry = FilledMap::add(appId, appId + 0x60);
     entry->localVisual.depth = localDepth;
     entry->localVisual.useGL = 1;
     entry->localVisual.rgba = 1;
     entry->localVisual.doubleBuffer = doubleBuffer;
     entry->localVisual.redSize = 8;
     entry->localVisual.depthSize = 32;
-    getListLocalVisuals()->push_back(entry);
-    fake::World& world = fake::reset();
-    for (LocalVisualInfo* known : *getListLocalVisuals())
-      world.appVisuals.push_back({known->appVisual.visualId, 24, {}});
+    world->appVisuals.push_back({appId, 24, {}});
     return entry;
   }
 
@@ -129,7 +109,7 @@ TEST_F(AVisualQuery, AnEmptyRequestGetsTheFirstSingleBuffered24BitVisual) {
   add(0x23, 24, false);
   EXPECT_EQ(choose({0}), 0x22u);
   EXPECT_EQ(messages(), (Lines{"DEBUG START", "DEBUG choosing visual 22", "DEBUG return 22."}));
-  EXPECT_EQ(recording::calls(), Lines{"XGetVisualInfo app mask 0x1 screen 0 id 0x22"});
+  EXPECT_EQ(recording::calls(), Lines{"XGetVisualInfo app mask 0x1 screen 0 id 0x22, map locked"});
 }
 
 TEST_F(AVisualQuery, ANullRequestIsAnEmptyOne) {
@@ -156,6 +136,19 @@ TEST_F(AVisualQuery, StereoIsNeverOffered) {
   add(0x20, 24, false)->localVisual.stereo = 1;
   EXPECT_EQ(choose({GLX_STEREO, 0}), 0u);
   EXPECT_EQ(messages(), (Lines{"DEBUG START", "DEBUG GLX_STEREO", "DEBUG FAILED!"}));
+  add(0x21, 24, true)->localVisual.stereo = 1;
+  EXPECT_EQ(choose({GLX_STEREO, GLX_RGBA, GLX_DEPTH_SIZE, 16, 0}), 0u);
+  EXPECT_EQ(choose({GLX_RGBA, GLX_DOUBLEBUFFER, GLX_DEPTH_SIZE, 16, GLX_STEREO, 0}), 0u);
+  EXPECT_EQ(messages().back(), "DEBUG FAILED!");
+}
+
+TEST_F(AVisualQuery, TheFirstRequestThatIsNotMetEndsTheLookAtAVisual) {
+  add(0x20, 24, true);
+  add(0x21, 24, false);
+  EXPECT_EQ(choose({GLX_RED_SIZE, 9, GLX_GREEN_SIZE, 9, 0}), 0u);
+  EXPECT_EQ(messages(), (Lines{"DEBUG START", "DEBUG GLX_RED_SIZE 9", "DEBUG GLX_GREEN_SIZE 9",
+                               "DEBUG GLX_RED_SIZE request 9 has 8",
+                               "DEBUG GLX_RED_SIZE request 9 has 8", "DEBUG FAILED!"}));
 }
 
 TEST_F(AVisualQuery, ADepthIsComparedWithTheColourDepth) {
@@ -193,9 +186,18 @@ TEST_F(AVisualQuery, AnUnknownAttributeIsOneIntSoThatItsValueIsReadAsAnAttribute
 
 TEST_F(AVisualQuery, FailsWhenTheApplicationDisplayDoesNotHaveTheVisual) {
   add(0x20, 24, false);
-  fake::reset();
+  world->appVisuals.clear();
   EXPECT_EQ(choose({0}), 0u);
   EXPECT_EQ(messages(), (Lines{"DEBUG START", "DEBUG FAILED!"}));
+}
+
+TEST_F(AVisualQuery, FailsWhenTheApplicationDisplayNamesAVisualOutsideTheMap) {
+  add(0x20, 24, false);
+  world->appVisuals = {{0xabc, 24, {}}};
+  world->onlyVisual = 0xabc;
+  EXPECT_EQ(choose({0}), 0u);
+  EXPECT_EQ(messages(), (Lines{"DEBUG START", "DEBUG choosing visual abc",
+                               "DEBUG BIG PROBLEM cannot find id abc"}));
 }
 
 TEST_F(AVisualQuery, AVisualOutsideTheMapDoesNotSupportOpenGL) {
@@ -205,9 +207,18 @@ TEST_F(AVisualQuery, AVisualOutsideTheMapDoesNotSupportOpenGL) {
   EXPECT_EQ(messages(), (Lines{"DEBUG visual id abc", "DEBUG NOT IN CACHE... abc attrib 1"}));
   for (const recording::LogRecord& record : recording::log())
     EXPECT_EQ(record.label, "int zol_glXGetConfig(Display*, XVisualInfo*, int, int*)");
+  for (const zol::gl::VisualAttribute& row : zol::gl::visualAttributes()) {
+    if (row.attribute == GLX_USE_GL) continue;
+    value = 9;
+    EXPECT_EQ(getConfig(0xabc, row.attribute, &value), GLX_BAD_VISUAL) << row.label;
+    EXPECT_EQ(value, 0) << row.label;
+  }
   value = 9;
-  EXPECT_EQ(getConfig(0xabc, GLX_SAMPLES, &value), GLX_BAD_VISUAL);
+  EXPECT_EQ(getConfig(0xabc, GLX_X_VISUAL_TYPE, &value), GLX_BAD_VISUAL);
   EXPECT_EQ(value, 0);
+  add(0xab, 24, true); // not in an empty map only
+  EXPECT_EQ(getConfig(0xabc, GLX_USE_GL, &value), Success);
+  EXPECT_EQ(getConfig(0xabc, GLX_RGBA, &value), GLX_BAD_VISUAL);
 }
 
 TEST_F(AVisualQuery, AnswersEveryAttributeFromTheLocalVisual) {
