@@ -461,6 +461,29 @@ TEST_F(FBConfigs, AttributesMayBeTheFirstThingAThreadAsksFor) {
 
 // Visuals --------------------------------------------------------------------------------------
 
+// Who comes while the map is built waits for it and finds it whole.
+TEST_F(FBConfigs, AreMappedToVisualsOnceWhicheverThreadsAsk) {
+  prepare();
+  const auto getConfig = GL_OF(host(), glXGetConfig);
+  forget();
+  int status = -1, usesGL = 0;
+  {
+    const LockProbe second("glXChooseFBConfig", [&] {
+      status = getConfig(display_, &visuals_.alpha, GLX_USE_GL, &usesGL);
+    });
+    int value = 0;
+    EXPECT_EQ(getAttrib_(display_, configs_.doubled, GLX_VISUAL_ID, &value), 0);
+    EXPECT_EQ(static_cast<VisualID>(value), visuals_.doubled.visualid);
+    EXPECT_TRUE(second.held());
+  }
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(usesGL, 1);
+  const std::string obtained = "I void initializeVisualMap(Display*, int, zol::gl::TSD*): obtained "
+                               "<num> visuals for appDisplay";
+  EXPECT_TRUE(hasLine(logged(), obtained));
+  EXPECT_FALSE(hasLine(loggedByOthers(), obtained));
+}
+
 TEST_F(FBConfigs, VisualIsTheProgramsOwn) {
   open();
   for (const auto& [config, visual] : {std::pair{configs_.single, visuals_.single.visualid},
