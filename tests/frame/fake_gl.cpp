@@ -40,9 +40,10 @@ Driver& resetDriver() {
   };
   system_glMapBufferRange = [](GLenum target, GLintptr offset, GLsizeiptr length,
                                GLbitfield access) -> void* {
+    EXPECT_FALSE(recording::holds(getLocalDisplayMutex()));
     call("glMapBufferRange 0x%X %ld %ld %u", target, static_cast<long>(offset),
          static_cast<long>(length), access);
-    return driver.mapsBuffers ? driver.pixels.data() : nullptr;
+    return driver.mapsBuffers ? driver.buffer.data() : nullptr;
   };
   system_glUnmapBuffer = [](GLenum target) -> GLboolean {
     call("glUnmapBuffer 0x%X", target);
@@ -96,6 +97,7 @@ Driver& resetDriver() {
                            GLenum type, void* pixels) {
     call("glReadPixels %d %d %d %d 0x%X 0x%X %s", x, y, width, height, format, type,
          pixels ? "pixels" : "offset 0");
+    driver.buffer = driver.pixels;
   };
   system_glDeleteFramebuffers = [](GLsizei n, const GLuint* names) {
     call("glDeleteFramebuffers %d %u", n, *names);

@@ -12,7 +12,8 @@ struct Driver {
   bool mapsBuffers = true;
   bool makesContexts = true;
   bool makesCurrent = true;
-  std::vector<unsigned char> pixels; // what a mapped buffer holds
+  std::vector<unsigned char> pixels; // of the next frame
+  std::vector<unsigned char> buffer; // pixels of the frame that was read last
 };
 
 Driver& resetDriver();

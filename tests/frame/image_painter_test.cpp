@@ -68,6 +68,12 @@ protected:
 
   const Lines& calls() { return recording::calls(); }
 
+  Lines errors() {
+    Lines lines = messages();
+    std::erase_if(lines, [](const std::string& line) { return !line.starts_with("ERROR "); });
+    return lines;
+  }
+
   fake::Server* server = &fake::resetServer();
   std::unique_ptr<XImagePainter> painter = std::make_unique<XImagePainter>(window);
 };
@@ -123,10 +129,20 @@ TEST_F(AnImagePainter, GoesOnWithoutSharedMemoryWhereTheServerHasNone) {
                    "DEBUG Trying to setup image painter with low performance non-shared memory",
                    "DEBUG size: 10 x 5, depth: 24, bytes per line: 40", "DEBUG DONE"}));
   EXPECT_TRUE(setup());
+  EXPECT_EQ(calls(), Lines{});
   EXPECT_EQ(messages(),
             (Lines{"DEBUG START", "DEBUG Setting up XImagePainter without shared memory",
                    "DEBUG Trying to setup image painter with low performance non-shared memory",
                    "DEBUG DONE"}));
+}
+
+TEST_F(AnImagePainter, LeavesErrorsAfterTheDetectionToTheApplicationsHandler) {
+  ASSERT_TRUE(setup());
+  server->attachError = BadAccess;
+  EXPECT_TRUE(setup(20, 5));
+  EXPECT_EQ(calls()[0], "XShmDetach");
+  EXPECT_TRUE(std::count(calls().begin(), calls().end(), "application's error handler 10"));
+  EXPECT_FALSE(std::count(calls().begin(), calls().end(), "XSetErrorHandler library's"));
 }
 
 TEST_F(AnImagePainter, FallsBackWhenTheServerRefusesTheSegment) {
@@ -182,6 +198,21 @@ TEST_F(AnImagePainter, FailsWhenNeitherWayWorks) {
   EXPECT_FALSE(setup());
   EXPECT_EQ(messages().back(),
             "ERROR Could not setup XImagePainter - shared and non-shared memory failure");
+
+  // It is decided all the same.
+  EXPECT_TRUE(setup());
+  EXPECT_EQ(calls(), Lines{});
+  EXPECT_EQ(messages()[1], "DEBUG Setting up XImagePainter without shared memory");
+}
+
+TEST_F(AnImagePainter, IsNotMisledByTheErrorsOfAnother) {
+  server->makesSegments = false;
+  server->plainError = BadMatch;
+  ASSERT_FALSE(setup());
+  server->makesSegments = true;
+  painter = std::make_unique<XImagePainter>(window);
+  EXPECT_TRUE(setup());
+  EXPECT_EQ(messages().end()[-2], "DEBUG Setup with shmem SUCCEEDED");
 }
 
 TEST_F(AnImagePainter, ReportsAFailedFallback) {
@@ -200,6 +231,12 @@ TEST_F(AnImagePainter, ForcedWithoutSharedMemoryNeverAsksForIt) {
                    "DEBUG Setting up XImagePainter without shared memory",
                    "DEBUG Trying to setup image painter with low performance non-shared memory",
                    "DEBUG size: 10 x 5, depth: 24, bytes per line: 40", "DEBUG DONE"}));
+
+  EXPECT_TRUE(setup(20, 5));
+  EXPECT_EQ(calls(), (Lines{"XDestroyImage plain", "XGetVisualInfo 0x1 0x21",
+                            "XCreateImage depth 24 format 2 offset 0 20x5 pad 8 bytes per line 0",
+                            "XInitImage", "XSync 0"}));
+  EXPECT_EQ(messages()[4], "DEBUG freeing old image");
 }
 
 TEST_F(AnImagePainter, AnyOtherStrategyForcesSharedMemory) {
@@ -252,6 +289,13 @@ TEST_F(AnImagePainter, ReplacesTheImageWhenTheSizeChanges) {
   EXPECT_EQ(calls()[0], "XDestroyImage plain");
 }
 
+TEST_F(AnImagePainter, KeepsTheImageWhenOnlyTheVisualChanges) {
+  ASSERT_TRUE(setup());
+  recording::clear();
+  EXPECT_TRUE(painter->setup(fake::display, visual + 1, 10, 5));
+  EXPECT_EQ(calls(), Lines{});
+}
+
 TEST_F(AnImagePainter, FailsWithoutAGraphicsContext) {
   use(forcedPlain);
   server->makesGC = false;
@@ -261,15 +305,20 @@ TEST_F(AnImagePainter, FailsWithoutAGraphicsContext) {
   EXPECT_TRUE(setup());
 }
 
-TEST_F(AnImagePainter, RefusesVisualsOfLessThan24Bits) {
-  server->depth = 16;
-  for (int strategy : {forcedShared, forcedPlain}) {
+TEST_F(AnImagePainter, RefusesVisualsOfLessThan24BitsEveryTime) {
+  const Lines refusal = {
+      "ERROR Could not create XImage, XVisualInfo color depth is less than 24 bit: &d",
+      "ERROR Could not create XImage with at least 24 bit of color depth"};
+  for (int strategy : {forcedShared, forcedPlain, automatic}) {
     use(strategy);
-    EXPECT_FALSE(setup());
-    EXPECT_EQ(messages()[4],
-              "ERROR Could not create XImage, XVisualInfo color depth is less than 24 bit: &d");
-    EXPECT_EQ(messages()[5], "ERROR Could not create XImage with at least 24 bit of color depth");
-    EXPECT_EQ(painter->getBuffer(), nullptr);
+    bool detects = strategy == automatic;
+    for (int depth : {16, 23}) {
+      server->depth = depth;
+      EXPECT_FALSE(setup());
+      EXPECT_EQ(errors(), detects ? refusal + refusal : refusal);
+      EXPECT_EQ(painter->getBuffer(), nullptr);
+      detects = false;
+    }
   }
 }
 
@@ -322,10 +371,8 @@ TEST_F(AnImagePainter, RefusesServersWhosePixelsAreNotOf32Bits) {
     use(strategy);
     EXPECT_FALSE(setup());
     EXPECT_EQ(painter->getBuffer(), nullptr);
-    const Lines lines = messages();
-    EXPECT_EQ(std::count(lines.begin(), lines.end(),
-                         "ERROR Could not create XImage with 32 bits per pixel"),
-              strategy == automatic ? 2 : 1);
+    EXPECT_EQ(errors(), Lines(strategy == automatic ? 2 : 1,
+                              "ERROR Could not create XImage with 32 bits per pixel"));
     EXPECT_EQ(server->liveImages, 0);
   }
 }

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <numeric>
+#include <set>
 
 using recording::messages;
 using zol::gl::ReadbackContext;
@@ -71,6 +72,33 @@ protected:
     return lines;
   }
 
+  // What the delivery logs itself, without what the painter logs.
+  Lines deliveryMessages() {
+    Lines lines;
+    for (const recording::LogRecord& record : recording::log())
+      if (record.label.find("copyToAppDisplay") != std::string::npos)
+        lines.push_back(record.level + " " + record.message);
+    return lines;
+  }
+
+  // The mutex that every call so far was made under, before any other; null when there is none.
+  const void* mutexOfCalls() {
+    std::set<const void*> mutexes;
+    for (const auto& locks : recording::locksAtCalls())
+      mutexes.insert(locks.empty() ? nullptr : locks.front());
+    return mutexes.size() == 1 ? *mutexes.begin() : nullptr;
+  }
+
+  void expectOnlyTheNewestFrame() {
+    readBack(640, 480);
+    driver->pixels[0] = 77;
+    readBack(640, 480);
+    deliver();
+    EXPECT_EQ(server->painted, driver->pixels);
+    deliver();
+    EXPECT_EQ(recording::calls(), Lines{});
+  }
+
   size_t paints() {
     const Lines& calls = recording::calls();
     return std::count_if(calls.begin(), calls.end(),
@@ -130,6 +158,13 @@ TEST_F(SingleThreadReadback, ReallocatesTheTextureWhenOnlyOneSideChanges) {
   EXPECT_EQ(recording::calls(), unmap + store640 + allocate640 + blit640 + map640);
 }
 
+TEST_F(SingleThreadReadback, GoesOnWithAFramebufferThatWasIncomplete) {
+  driver->framebufferStatus = GL_FRAMEBUFFER_INCOMPLETE_ATTACHMENT;
+  readBack(640, 480);
+  EXPECT_TRUE(readBack(640, 480));
+  EXPECT_EQ(recording::calls(), unmap + store640 + blit640 + map640);
+}
+
 TEST_F(SingleThreadReadback, FailsOnAnIncompleteFramebufferAndHasNoFrame) {
   driver->framebufferStatus = GL_FRAMEBUFFER_INCOMPLETE_ATTACHMENT;
   EXPECT_FALSE(readBack(640, 480));
@@ -155,20 +190,34 @@ TEST_F(SingleThreadReadback, DeliversAFrameOnceWithoutAnyCallToTheDriver) {
   EXPECT_EQ(paints(), 1u);
   deliver();
   EXPECT_EQ(recording::calls(), Lines{});
+  EXPECT_EQ(messages(), Lines{});
 }
 
 TEST_F(SingleThreadReadback, DeliversOnlyTheNewestOfTwoFrames) {
+  expectOnlyTheNewestFrame();
+}
+
+TEST_F(SingleThreadReadback, KeepsTheBufferMappedUntilTheNextFrame) {
   readBack(640, 480);
-  driver->pixels[0] = 77;
+  EXPECT_EQ(recording::calls().back(), map640[0]);
+  deliver();
+  EXPECT_EQ(driverCalls(), Lines{});
   readBack(640, 480);
+  EXPECT_EQ(recording::calls(), unmap + store640 + blit640 + map640);
+}
+
+TEST_F(SingleThreadReadback, ReadsAndDeliversUnderOneMutex) {
+  readBack(640, 480);
+  const void* const mutex = mutexOfCalls();
+  EXPECT_NE(mutex, nullptr);
   deliver();
-  EXPECT_EQ(server->painted[0], 77);
-  deliver();
-  EXPECT_EQ(paints(), 0u);
+  EXPECT_EQ(mutexOfCalls(), mutex);
 }
 
 TEST_F(SingleThreadReadback, DeliversTheFourBytesOfASinglePixel) {
   readBack(1, 1);
+  EXPECT_EQ(recording::calls()[3], "glBufferData 0x88EB 4 NULL 0x88E1");
+  EXPECT_EQ(recording::calls().back(), "glMapBufferRange 0x88EB 0 4 1");
   deliver();
   EXPECT_EQ(server->painted, (std::vector<unsigned char>{1, 2, 3, 4}));
 }
@@ -188,6 +237,7 @@ TEST_F(SingleThreadReadback, KeepsTheFrameWhenThePainterFails) {
   readBack(640, 480);
   deliver();
   EXPECT_EQ(paints(), 0u);
+  EXPECT_EQ(deliveryMessages(), Lines{});
   server->depth = 24;
   deliver();
   EXPECT_EQ(paints(), 1u);
@@ -211,6 +261,7 @@ TEST_F(SingleThreadReadback, DeletesItsObjectsOnlyWhenToldTo) {
   EXPECT_EQ(recording::calls(),
             (Lines{"glDeleteBuffers 1 1", "glDeleteTextures 1 1", "glDeleteFramebuffers 1 1"}));
   EXPECT_EQ(messages(), Lines{"DEBUG Released OpenGL resources for ReadbackContext"});
+  EXPECT_EQ(recording::locksAtCalls(), std::vector<std::vector<const void*>>(3));
   recording::clear();
   context->releaseOGLResources();
   EXPECT_EQ(recording::calls(), Lines{});
@@ -241,6 +292,8 @@ TEST_F(MultiThreadReadback, MakesADirectContextThatSharesWithTheReadContext) {
 TEST_F(MultiThreadReadback, SkipsDeliveriesWithoutAContext) {
   driver->makesContexts = false;
   EXPECT_FALSE(share());
+  deliver();
+  EXPECT_EQ(messages(), Lines{"WARNING Copyback context is not set, skipping"});
   readBack(640, 480);
   deliver();
   EXPECT_EQ(recording::calls(), Lines{});
@@ -257,6 +310,27 @@ TEST_F(MultiThreadReadback, ReadsBackWithoutMapping) {
                                     blit640);
   EXPECT_TRUE(readBack(640, 480));
   EXPECT_EQ(recording::calls(), store640 + blit640);
+}
+
+TEST_F(MultiThreadReadback, DeliversNothingWithoutAFrame) {
+  share();
+  deliver();
+  EXPECT_EQ(recording::calls(), Lines{});
+  EXPECT_EQ(messages(), Lines{});
+}
+
+TEST_F(MultiThreadReadback, DeliversOnlyTheNewestOfTwoFrames) {
+  share();
+  expectOnlyTheNewestFrame();
+}
+
+TEST_F(MultiThreadReadback, ReadsAndDeliversUnderOneMutex) {
+  share();
+  readBack(640, 480);
+  const void* const mutex = mutexOfCalls();
+  EXPECT_NE(mutex, nullptr);
+  deliver();
+  EXPECT_EQ(mutexOfCalls(), mutex);
 }
 
 TEST_F(MultiThreadReadback, MapsTheBufferInItsOwnContextToDeliver) {
@@ -276,6 +350,7 @@ TEST_F(MultiThreadReadback, MapsTheBufferInItsOwnContextToDeliver) {
   EXPECT_EQ(server->painted, driver->pixels);
   deliver();
   EXPECT_EQ(recording::calls(), Lines{});
+  EXPECT_EQ(messages(), Lines{});
 }
 
 TEST_F(MultiThreadReadback, KeepsTheFrameWhenItsContextCannotBeMadeCurrent) {
@@ -284,7 +359,7 @@ TEST_F(MultiThreadReadback, KeepsTheFrameWhenItsContextCannotBeMadeCurrent) {
   driver->makesCurrent = false;
   deliver();
   EXPECT_EQ(driverCalls(), Lines{"glXMakeCurrent 0x10c 0x77 0xcc"});
-  EXPECT_EQ(messages().back(), "WARNING Failed to make copyback context current");
+  EXPECT_EQ(deliveryMessages(), Lines{"WARNING Failed to make copyback context current"});
   driver->makesCurrent = true;
   deliver();
   EXPECT_EQ(paints(), 1u);
@@ -316,6 +391,7 @@ TEST_F(MultiThreadReadback, DoesNotTouchTheDriverWhenThePainterHasNoImage) {
   server->depth = 16;
   deliver();
   EXPECT_EQ(driverCalls(), Lines{});
+  EXPECT_EQ(deliveryMessages(), Lines{});
   server->depth = 24;
   deliver();
   EXPECT_EQ(paints(), 1u);

@@ -105,6 +105,7 @@ TEST_F(AReadbackSlice, TurnsItsRegionUprightWithAShaderPass) {
   recording::clear();
   EXPECT_TRUE(slice->performGPUReadback(64, 48));
   EXPECT_EQ(recording::calls(), save + Lines{"glBindTexture 0x84F5 2"} + draw + restore);
+  EXPECT_EQ(messages(), Lines{"DEBUG Draw rect value 3 7 - 60x40"});
 }
 
 TEST_F(AReadbackSlice, ReallocatesBothTexturesForANewSize) {
@@ -128,6 +129,14 @@ TEST_F(AReadbackSlice, MakesItsSharedFramebufferOnce) {
   EXPECT_EQ(recording::calls(),
             (Lines{"glGenFramebuffers 1", "glBindFramebuffer 0x8D40 1",
                    "glFramebufferTexture 0x8D40 0x8CE0 0 0", "glBindFramebuffer 0x8D40 1"}));
+}
+
+TEST_F(AReadbackSlice, DrawsIntoTheUprightPictureInItsSharedFramebuffer) {
+  slice->performGPUReadback(64, 48);
+  recording::clear();
+  EXPECT_EQ(slice->initSharedFBO(), 2u);
+  EXPECT_EQ(recording::calls(), (Lines{"glGenFramebuffers 1", "glBindFramebuffer 0x8D40 2",
+                                       "glFramebufferTexture 0x8D40 0x8CE0 1 0"}));
 }
 
 TEST_F(AReadbackSlice, DeletesWhatItMade) {

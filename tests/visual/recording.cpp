@@ -58,10 +58,16 @@ std::vector<std::string>& calls() {
   return lines;
 }
 
+std::vector<std::vector<const void*>>& locksAtCalls() {
+  static std::vector<std::vector<const void*>> locks;
+  return locks;
+}
+
 void call(const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
   calls().push_back(formatted(format, arguments));
+  locksAtCalls().push_back(held);
   va_end(arguments);
 }
 
@@ -79,6 +85,7 @@ std::vector<std::string> messages() {
 
 void clear() {
   calls().clear();
+  locksAtCalls().clear();
   log().clear();
   nestings.clear();
 }

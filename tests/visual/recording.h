@@ -11,6 +11,9 @@ namespace recording {
 std::vector<std::string>& calls();
 [[gnu::format(printf, 1, 2)]] void call(const char* format, ...);
 
+// The mutexes that the thread held at each call, in the order of locking.
+std::vector<std::vector<const void*>>& locksAtCalls();
+
 struct LogRecord {
   std::string level;
   std::string label;
