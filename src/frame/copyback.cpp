@@ -89,47 +89,47 @@ void CopybackThread::join() {
 }
 
 Copyback::Copyback()
-    : frameInterval_(frameIntervalFor(conf::settings().copybackFrameRate)), process_(getpid()),
-      thread_(this) {
-  timer_.start();
+    : thread(this), frameInterval(frameIntervalFor(conf::settings().copybackFrameRate)),
+      process(getpid()) {
+  timer.start();
 }
 
 void Copyback::unblock() {
-  wakeup_.V();
+  wakeup.V();
 }
 
 bool Copyback::checkStop() {
-  const MutexLock lock(stopMutex_);
-  return stopRequested_;
+  const MutexLock lock(stopMutex);
+  return stopRequested;
 }
 
 bool Copyback::isEnding() {
-  return ending_.load(std::memory_order_relaxed);
+  return ending.load(std::memory_order_relaxed);
 }
 
 void Copyback::stop() {
   ZOLGL_DEBUG("START");
-  ending_ = true;
-  if (process_ != getpid()) {
+  ending = true;
+  if (process != getpid()) {
     ZOLGL_DEBUG("DONE");
     return;
   }
   {
-    const MutexLock lock(stopMutex_);
-    stopRequested_ = true;
+    const MutexLock lock(stopMutex);
+    stopRequested = true;
   }
-  wakeup_.V();
-  thread_.join();
+  wakeup.V();
+  thread.join();
   ZOLGL_DEBUG("DONE");
 }
 
 void Copyback::doCopyback(Display* display, XExtCodes* codes) {
-  wakeup_.P();
+  wakeup.P();
   if (checkStop()) return;
   // Always the whole interval: time that has passed since the last pass is not taken off.
-  if (frameInterval_ != 0 &&
-      timer_.elapsedMicro() <= std::numeric_limits<std::uint64_t>::max() - frameInterval_) {
-    usleep(frameInterval_);
+  if (frameInterval != 0 &&
+      timer.elapsedMicro() <= std::numeric_limits<std::uint64_t>::max() - frameInterval) {
+    usleep(frameInterval);
   }
   if (checkStop()) return;
   const MutexLock lock(getLocalDrawablesMutex());

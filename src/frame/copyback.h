@@ -47,16 +47,16 @@ public:
   void doCopyback(Display* display, XExtCodes* codes);
 
 private:
-  static inline std::atomic<bool> ending_{false};
+  static inline std::atomic<bool> ending{false};
 
-  Mutex mutex_{false};
-  Semaphore wakeup_{0};
-  Mutex stopMutex_{false};
-  bool stopRequested_ ZOL_GUARDED_BY(stopMutex_) = false;
-  HighResTimer timer_;
-  const unsigned int frameInterval_; // microseconds
-  const pid_t process_;              // a forked child has no such thread, and no say over its locks
-  CopybackThread thread_;            // last: it runs from its construction on
+  Mutex mutex{false};
+  Semaphore wakeup{0};
+  Mutex stopMutex{false};
+  bool stopRequested ZOL_GUARDED_BY(stopMutex) = false;
+  HighResTimer timer;
+  CopybackThread thread; // runs from its construction on, but reads what follows only once woken
+  const unsigned int frameInterval; // microseconds
+  const pid_t process;              // a forked child has no such thread, and no say over its locks
 };
 
 } // namespace zol::gl

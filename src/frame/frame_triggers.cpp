@@ -8,13 +8,15 @@
 #include "foundation/conf_settings.h"
 #include "foundation/log.h"
 #include "foundation/log_values.h"
-#include "frame/copyback_pixmap.h"
 #include "vendor/system_functions.h"
 #include "visual/visual_map.h"
+
+#include <X11/Xutil.h>
 
 using zol::hex32;
 using zol::MutexLock;
 using zol::gl::ContextInfo;
+using zol::gl::DrawableInfo;
 using zol::gl::DrawableRef;
 using zol::gl::LOCAL_PIXMAP;
 using zol::gl::LOCAL_WINDOW;
@@ -46,7 +48,31 @@ bool drawnSinceLastCount(ContextInfo* info, bool doubleBuffered, const char* lab
   return true;
 }
 
-void finishOrFlushCurrent(PFVV systemFunction, const char* label) {
+} // namespace
+
+// Copies what was rendered into a GLX pixmap back to the program's own pixmap. On the program's
+// thread and connection; nothing is flushed.
+static void copybackPixmap(DrawableInfo* drawable) {
+  Display* const local = _getLocalDisplay(nullptr);
+  if (local == nullptr) return;
+  zol::IRect area;
+  drawable->getGeometry(&area);
+  ZOLGL_DEBUG("Copying pixmap %d to %d\n (%d,%d %dx%d)", static_cast<int>(drawable->localPixmap),
+              static_cast<int>(drawable->appPixmap), area.x, area.y, static_cast<int>(area.width),
+              static_cast<int>(area.height));
+  const MutexLock lock(getLocalDisplayMutex());
+  XImage* const image =
+      XGetImage(local, drawable->localPixmap, 0, 0, area.width, area.height, AllPlanes, ZPixmap);
+  if (image == nullptr) return;
+  if (GC const gc = XCreateGC(drawable->appDisplay, drawable->appPixmap, 0, nullptr)) {
+    XPutImage(drawable->appDisplay, drawable->appPixmap, gc, image, 0, 0, 0, 0, area.width,
+              area.height);
+    XFreeGC(drawable->appDisplay, gc);
+  }
+  XDestroyImage(image);
+}
+
+static void finishOrFlushCurrent(PFVV systemFunction, const char* label) {
   ZOLGL_LOG_AS(label, DEBUG, "START");
   TSD* const tsd = getTSD();
   if (tsd == nullptr) return;
@@ -63,8 +89,6 @@ void finishOrFlushCurrent(PFVV systemFunction, const char* label) {
   }
   systemFunction();
 }
-
-} // namespace
 
 void zol_glXSwapBuffers(Display* appDisplay, GLXDrawable drawable) {
   ZOLGL_DEBUG("drawable %lx", drawable);
