@@ -16,11 +16,6 @@ GLuint lastBuffer, lastTexture, lastFramebuffer, lastShader;
 
 } // namespace
 
-zol::Mutex* getLocalDisplayMutex() {
-  static auto* const mutex = new zol::Mutex(false);
-  return mutex;
-}
-
 namespace fake {
 
 Driver& resetDriver() {
