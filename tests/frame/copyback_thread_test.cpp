@@ -7,6 +7,7 @@
 #include <dlfcn.h>
 #include <filesystem>
 #include <fstream>
+#include <thread>
 #include <unistd.h>
 
 using namespace zol::rig;
@@ -63,17 +64,60 @@ TEST_F(CopybackThreadOfTheProcess, HasEverySignalBlockedAndTheProgramsThreadNone
 
 // The program goes on, without frames in its windows.
 TEST_F(CopybackThreadOfTheProcess, EndsWithoutTheExtension) {
+  set("ZOL_GL_INITIALIZE_COPYBACK_AT_INIT", "0");
   extensionFails = true;
-  start(); // forgets what is logged at the start
-  EXPECT_TRUE(eventually([] { return otherThreads().empty(); }));
-  EXPECT_TRUE(hasLine(texts(log().all()),
-                      "W void zol::gl::CopybackThread::svc(): Could not initialize Xzol extension "
-                      "in the copyback thread"));
+  start();
   Display* const display = openDisplay();
   const Window window = createWindow(display, visuals_.doubled, 64, 48);
   EXPECT_EQ(makeCurrent(display, window, createContext(display, visuals_.doubled)), True);
+  const int closed = outside::calls("XCloseDisplay");
+  swap(display, window); // starts it
+  EXPECT_TRUE(eventually([] { return otherThreads().empty(); }));
+  EXPECT_EQ(outside::calls("XCloseDisplay"), closed + 1);
+  EXPECT_LINES(loggedByOthers(), {"D void zol::gl::CopybackThread::svc(): START",
+                                  "W void zol::gl::CopybackThread::svc(): Could not initialize "
+                                  "Xzol extension in the copyback thread"});
   swap(display, window);
   EXPECT_EQ(driverCalls().back(), "glXMakeCurrent(local, pbuffer2, ctx1)");
+}
+
+// A program that ends while the copyback thread keeps its pace before a frame.
+class EndingProgram : public Rig {
+public:
+  void TestBody() override {}
+
+  int end() {
+    start();
+    outside::holdDeliveries();
+    Display* const display = openDisplay();
+    const Window window = createWindow(display, visuals_.doubled, 64, 48);
+    if (!makeCurrent(display, window, createContext(display, visuals_.doubled))) return 99;
+    swap(display, window);
+    if (!eventually(outside::deliveryIsHeld)) return 98;
+    std::thread([this] {
+      if (!eventually([this] { return isStopping(); })) _exit(97);
+      outside::letDeliveriesPass();
+    }).detach();
+    return 0;
+  }
+
+private:
+  bool isStopping() {
+    return hasLine(texts(log().all()), "D void zol::gl::CopybackThread::join(): START");
+  }
+};
+
+RIG_SCENARIO(endsBeforeADelivery) {
+  static EndingProgram* const program = new EndingProgram;
+  return program->end();
+}
+
+TEST_F(CopybackThreadOfTheProcess, EndsWithoutTheFrameThatItSleepsBefore) {
+  const ScenarioResult result = runScenario("endsBeforeADelivery");
+  EXPECT_EQ(result.exitStatus, 0);
+  EXPECT_LINES(textsOfOtherThreads(LogFile(testDirectory(), result.process).all(), result.process),
+               {"D void zol::gl::CopybackThread::svc(): START",
+                "D void zol::gl::CopybackThread::svc(): DONE"});
 }
 
 } // namespace

@@ -96,6 +96,25 @@ TEST_F(Delivery, ServesEveryWindowInOnePass) {
   EXPECT_TRUE(eventually([&] { return pixels(display_, second, 64, 48) == pictureOf(2, 64, 48); }));
 }
 
+TEST_F(Delivery, PassesByWhatHasHadNoFrame) {
+  open();
+  const int size[] = {GLX_PBUFFER_WIDTH, 20, GLX_PBUFFER_HEIGHT, 10, 0};
+  ASSERT_NE(GL_OF(host(), glXCreatePbuffer)(display_, configs_.doubled, size), None);
+  const Window fresh = createWindow(display_, visuals_.doubled, 64, 48);
+  XMoveWindow(display_, fresh, 300, 300);
+  ASSERT_EQ(makeCurrent(display_, fresh, context_), True);
+  frame(1);
+  deliverFrame(1);
+  ASSERT_TRUE(eventually([&] { return hasLine(otherLog(), drawLine()); }));
+  frame(2); // of a pass that is held
+  ASSERT_TRUE(eventually(outside::deliveryIsHeld));
+  const Lines lines = otherLog();
+  EXPECT_EQ(std::count(lines.begin(), lines.end(),
+                       "D void zol::gl::DrawableInfo::copyback(Display*, XExtCodes*): copyback "
+                       "called before readback context has been set. Ignoring."),
+            1); // for the window, not for the pbuffer
+}
+
 TEST_F(Delivery, FollowsAResize) {
   open();
   frame(1);
@@ -141,6 +160,15 @@ INSTANTIATE_TEST_SUITE_P(Rates, Pace,
                                          Rate{"Of0", "0", 1000000},
                                          Rate{"Negative", "-7", 1000000}),
                          [](const auto& rate) { return std::string(rate.param.name); });
+
+TEST_F(Delivery, IsAtOnceWhenTheRateLeavesNoTimeBetweenPasses) {
+  set("ZOL_GL_COPYBACK_FRAME_RATE", "1000001");
+  open();
+  frame(1);
+  EXPECT_TRUE(
+      eventually([&] { return pixels(display_, window_, 64, 48) == pictureOf(1, 64, 48); }));
+  EXPECT_EQ(outside::calls("usleep"), 0);
+}
 
 // Strategies ----------------------------------------------------------------------------------
 

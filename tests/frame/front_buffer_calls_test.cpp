@@ -61,6 +61,13 @@ protected:
             debugLine(kDrawBuffer, "found context <ptr> (old mode: " + old +
                                        ", dbf: " + std::to_string(doubled) + ")")};
   }
+  // Whether the contexts are locked when `call` comes to this function of the driver.
+  bool contextsLocked(const char* function, const std::function<void()>& call) {
+    const LockProbe probe(function, [this] { createContext(display_, visuals_.doubled); });
+    call();
+    EXPECT_TRUE(probe.called()) << function;
+    return probe.held();
+  }
   // The tracked buffer, which the next call tells.
   std::string tracked() {
     forget();
@@ -200,7 +207,13 @@ TEST_F(FrontBuffer, IsCountedOnTheWayFromBackToFrontAndOnTheWayBack) {
           plainBack(modes[from]) && !plainBack(modes[to]) && modes[to] != GL_FRONT_AND_BACK;
       const bool ends =
           modes[to] == GL_BACK && (modes[from] == GL_FRONT || modes[from] == GL_FRONT_AND_BACK);
-      const std::string call = driverCalls().back();
+      Lines calls = driverCalls();
+      EXPECT_TRUE(calls.back().starts_with("glDrawBuffer(")) << calls.back();
+      calls.pop_back();
+      EXPECT_TRUE(sameLines(begins ? Lines{"glBeginQuery(GL_SAMPLES_PASSED, 1)"}
+                            : ends ? kEndCount
+                                   : Lines{},
+                            calls));
       const std::string value = hex(modes[to]);
       Lines expected = foundLines(names[to] + (" (0x" + value + ")"), names[from], 1);
       if (begins) expected.push_back(debugLine(kDrawBuffer, "mode " + value + " - starting query"));
@@ -494,10 +507,7 @@ TEST_F(FrontBuffer, OfASingleBufferedContextThatDrawsToNothingIsAlwaysAFrame) {
 TEST_F(FrontBuffer, IsSwitchedWithoutTheContextsLock) {
   openDoubled();
   const auto held = [this](const char* function, GLenum mode) {
-    const LockProbe probe(function, [this] { createContext(display_, visuals_.doubled); });
-    drawBuffer_(mode);
-    EXPECT_TRUE(probe.called()) << function;
-    return probe.held();
+    return contextsLocked(function, [=, this] { drawBuffer_(mode); });
   };
   EXPECT_TRUE(held("glBeginQuery", GL_FRONT));
   EXPECT_TRUE(held("glEndQuery", GL_BACK));
@@ -508,10 +518,22 @@ TEST_F(FrontBuffer, IsSwitchedWithoutTheContextsLock) {
   EXPECT_FALSE(held("glFinish", GL_BACK));
   drawTo(GL_FRONT);
   EXPECT_FALSE(held("glReadPixels", GL_BACK));
-  const LockProbe probe("glRenderMode", [this] { createContext(display_, visuals_.doubled); });
-  renderMode_(GL_RENDER);
-  EXPECT_TRUE(probe.called());
-  EXPECT_FALSE(probe.held());
+  EXPECT_FALSE(contextsLocked("glRenderMode", [this] { renderMode_(GL_RENDER); }));
+}
+
+TEST_F(FrontBuffer, IsFinishedWithoutTheContextsLock) {
+  openDoubled();
+  drawTo(GL_FRONT);
+  for (const char* const function : {"glEndQuery", "glGetQueryObjectiv", "glBeginQuery"})
+    EXPECT_TRUE(contextsLocked(function, flush_)) << function;
+  EXPECT_FALSE(contextsLocked("glFlush", flush_)); // nothing was drawn
+  recorder().setQueryResult(7);
+  EXPECT_FALSE(contextsLocked("glFinish", flush_));
+  EXPECT_FALSE(contextsLocked("glReadPixels", flush_));
+  drawTo(GL_BACK);
+  EXPECT_FALSE(contextsLocked("glFlush", flush_));
+  renderMode_(GL_SELECT);
+  EXPECT_FALSE(contextsLocked("glFlush", flush_));
 }
 
 // Changes that no sample tells -----------------------------------------------------------------

@@ -312,6 +312,19 @@ TEST_F(ReadbackFailure, OfTheSecondBindingEndsTheFrame) {
   EXPECT_EQ(driverCalls().back(), restored_[0]);
 }
 
+TEST_F(ReadbackFailure, OfALookAtAHiddenWindowEndsTheFrame) {
+  open();
+  XUnmapWindow(display_, window_);
+  XSync(display_, False);
+  pastFrame(); // it is seen to be hidden
+  XDestroyWindow(display_, window_);
+  XSync(display_, False);
+  swap(display_, window_);
+  EXPECT_LINES(logged(), {debugLine(kSwapBuffersLabel, "drawable " + hex(window_)),
+                          debugLine(kReadbackLabel, "failed to update window info")});
+  EXPECT_LINES(driverCalls(), {"glXSwapBuffers(local, pbuffer3)"});
+}
+
 TEST_F(ReadbackFailure, OfTheFramebufferEndsTheFrame) {
   open();
   recorder().setFramebufferStatus(GL_FRAMEBUFFER_UNSUPPORTED);

@@ -1,4 +1,8 @@
 #include "frame/frame_rig.h"
+#include "rig/lock_probe.h"
+
+#include <algorithm>
+#include <optional>
 
 using namespace zol::rig;
 
@@ -9,7 +13,11 @@ const std::string kFlush = "void zol_glFlush()";
 
 class Swap : public FrameRig {
 protected:
-  static bool readBack(const Lines& calls) { return hasLine(calls, "glReadPixels(<any>"); }
+  static bool readBack(const Lines& calls) { return countOf(calls, "glReadPixels(<any>") == 1; }
+  static std::ptrdiff_t countOf(const Lines& calls, const std::string& call) {
+    return std::count_if(calls.begin(), calls.end(),
+                         [&](const std::string& line) { return matchesLine(call, line); });
+  }
 };
 
 TEST_F(Swap, OfAnUnknownDrawableDoesNothing) {
@@ -58,12 +66,49 @@ TEST_F(Swap, MayDropEverySecondOne) {
   }
 }
 
+TEST_F(Swap, OfASingleBufferedWindowIsNeverDropped) {
+  set("ZOL_GL_SKIP_DOUBLE_SWAP", "1");
+  openFor(&Visuals::single);
+  for (int frame = 0; frame < 2; ++frame) {
+    swap(display_, window_);
+    EXPECT_TRUE(readBack(driverCalls()));
+  }
+}
+
 TEST_F(Swap, MayReadNothingBack) {
   set("ZOL_GL_NO_READBACK", "1");
   open();
   swap(display_, window_);
   EXPECT_LINES(logged(), {debugLine(kSwapBuffersLabel, "drawable " + hex(window_))});
   EXPECT_LINES(driverCalls(), {"glXSwapBuffers(local, pbuffer2)"});
+}
+
+// Other threads wait while the local display is used, and go on while pixels are on their way.
+TEST_F(Swap, LocksTheLocalDisplayButNotForTheTransfer) {
+  open();
+  pastFrame();
+  EXPECT_LOCKED(host(), display_, "glXSwapBuffers", swap(display_, window_));
+  EXPECT_LOCKED(host(), display_, "glXMakeCurrent", swap(display_, window_));
+  EXPECT_UNLOCKED(host(), display_, "glBufferData", swap(display_, window_));
+  EXPECT_UNLOCKED(host(), display_, "glReadPixels", swap(display_, window_));
+  recorder().setInteger(GL_RENDER_MODE, GL_SELECT);
+  std::optional<LockProbe> restoring;
+  recorder().setHook("glReadPixels", [&] { restoring.emplace(host(), display_, "glRenderMode"); });
+  swap(display_, window_);
+  recorder().setHook("glReadPixels", nullptr);
+  EXPECT_TRUE(restoring->called());
+  EXPECT_TRUE(restoring->held());
+}
+
+TEST_F(Swap, LocksTheLocalDisplayWhileItMakesTheReadContext) {
+  for (const char* const function :
+       {"glXCreateNewContext", "glXMakeCurrent", "glPixelStorei", "glViewport"}) {
+    SCOPED_TRACE(function);
+    if (display_ == nullptr) open();
+    window_ = createWindow(display_, visuals_.doubled, 64, 48);
+    ASSERT_EQ(makeCurrent(display_, window_, context_), True);
+    EXPECT_LOCKED(host(), display_, function, swap(display_, window_));
+  }
 }
 
 // Time ----------------------------------------------------------------------------------------
@@ -83,13 +128,15 @@ TEST_F(FrameTime, IntervalMakesUpForFramesThatComeTooSoon) {
   outside::recordSleeps();
   frameAt(0);
   EXPECT_EQ(outside::sleeps(), std::vector<std::uint64_t>{});
-  frameAt(10);
+  frameAt(10); // returns at 100
   EXPECT_EQ(outside::sleeps(), std::vector<std::uint64_t>{90000});
-  frameAt(110); // exactly the interval since the last one
-  frameAt(310);
-  EXPECT_EQ(outside::sleeps(), std::vector<std::uint64_t>{90000});
-  frameAt(409);
-  EXPECT_EQ(outside::sleeps(), (std::vector<std::uint64_t>{90000, 1000}));
+  frameAt(110); // 10 after that: returns at 200
+  EXPECT_EQ(outside::sleeps(), (std::vector<std::uint64_t>{90000, 90000}));
+  frameAt(300); // exactly the interval since the last one
+  frameAt(500);
+  EXPECT_EQ(outside::sleeps().size(), 2u);
+  frameAt(599);
+  EXPECT_EQ(outside::sleeps(), (std::vector<std::uint64_t>{90000, 90000, 1000}));
 }
 
 TEST_F(FrameTime, NegativeIntervalAlwaysSleeps) {
@@ -97,8 +144,8 @@ TEST_F(FrameTime, NegativeIntervalAlwaysSleeps) {
   open();
   outside::recordSleeps();
   frameAt(0);
-  EXPECT_EQ(outside::sleeps().size(), 1u);
-  frameAt(10);
+  ASSERT_EQ(outside::sleeps().size(), 1u);
+  frameAt(outside::sleeps()[0] / 1000 + 10);
   ASSERT_EQ(outside::sleeps().size(), 2u);
   EXPECT_EQ(outside::sleeps()[1], static_cast<std::uint32_t>(-15 * 1000));
 }
@@ -178,6 +225,7 @@ TEST_F(Finish, OfTheFrontBufferIsAFrame) {
                 "glGetQueryObjectiv(1, GL_QUERY_RESULT, &)", "glBeginQuery(GL_SAMPLES_PASSED, 1)",
                 "glFinish()"});
   EXPECT_TRUE(readBack(calls));
+  EXPECT_EQ(countOf(calls, "glFinish()"), 1);
   EXPECT_FALSE(hasLine(calls, "glFlush()"));
 }
 

@@ -189,6 +189,7 @@ ZOL_EXPORTED int usleep(useconds_t microseconds) {
     if (isTestThread()) {
       if (s.sleepsAreRecorded) {
         s.sleeps.push_back(microseconds);
+        if (s.time != 0) s.time += microseconds / 1000;
         return 0;
       }
     } else if (s.deliveriesAreHeld) {

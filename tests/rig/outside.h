@@ -34,9 +34,10 @@ void failLoading(const std::string& fileName);
 // 0: the true time again.
 void setTime(std::uint64_t milliseconds);
 
-// Sleeps of the calling threads are not slept but written down.
+// Sleeps of the thread that runs the test are not slept but written down; they pass in the time
+// that gettimeofday was told.
 void recordSleeps();
-std::vector<std::uint64_t> sleeps(); // microseconds, of the thread that runs the test
+std::vector<std::uint64_t> sleeps(); // microseconds
 
 // The copyback thread stops before each delivery pass, in its pacing sleep, and goes on when let.
 void holdDeliveries();
