@@ -38,8 +38,9 @@ std::size_t labelEnd(const std::string& line, std::size_t start) {
   return std::string::npos;
 }
 
-std::string readFile(const std::string& path) {
+std::string readFile(const std::string& path, std::streamoff from = 0) {
   std::ifstream stream(path, std::ios::binary);
+  stream.seekg(from);
   return {std::istreambuf_iterator<char>(stream), {}};
 }
 
@@ -110,11 +111,10 @@ std::vector<LogRecord> LogFile::all() const {
 }
 
 std::vector<LogRecord> LogFile::take() {
-  std::vector<LogRecord> records = all();
-  records.erase(records.begin(),
-                records.begin() + static_cast<std::ptrdiff_t>(std::min(taken_, records.size())));
-  taken_ += records.size();
-  return records;
+  std::string text = readFile(path(), taken_);
+  text.erase(text.rfind('\n') + 1); // what has been written of a line that is not over
+  taken_ += static_cast<std::streamoff>(text.size());
+  return parseLog(text);
 }
 
 std::vector<LogRecord> parseLog(const std::string& text) {

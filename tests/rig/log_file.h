@@ -1,6 +1,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <ios>
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -36,7 +37,7 @@ public:
 private:
   std::string directory_;
   pid_t process_;
-  std::size_t taken_ = 0;
+  std::streamoff taken_ = 0; // bytes
 };
 
 std::vector<LogRecord> parseLog(const std::string& text);
