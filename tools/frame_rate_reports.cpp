@@ -43,6 +43,11 @@ std::string processOf(const std::string& record) {
   return record.substr(begin, record.find(':', begin) - begin);
 }
 
+// What the library writes to standard error by itself, too.
+bool isOfMissingFunction(const std::string& record) {
+  return record.ends_with(" is NULL");
+}
+
 } // namespace
 
 FrameRateReports::FrameRateReports(fs::path folder)
@@ -85,7 +90,8 @@ void FrameRateReports::print(const std::string& record) const {
   if (const size_t report = record.find("): Produced "); report != std::string::npos) {
     fprintf(stderr, "zolrun: process %s: %s\n", processOf(record).c_str(),
             record.c_str() + report + strlen("): "));
-  } else if (isPrivate_ && (record.starts_with("W ") || record.starts_with("E "))) {
+  } else if (isPrivate_ && (record.starts_with("W ") || record.starts_with("E ")) &&
+             !isOfMissingFunction(record)) {
     fprintf(stderr, "%s\n", record.c_str());
   }
 }

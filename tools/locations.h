@@ -13,6 +13,8 @@ std::filesystem::path programFolder();
 std::filesystem::path serverModuleFolder();
 std::filesystem::path serverModule();
 
+constexpr char kVendorLibrary[] = "libGLX_zol.so.0";
+
 // The folder that has the GLVND vendor library `fileName`; empty when none has.
 std::filesystem::path vendorLibraryFolder(const std::filesystem::path& fileName);
 

@@ -7,6 +7,7 @@
 #include "frame_rate_reports.h"
 #include "locations.h"
 #include "run_error.h"
+#include "vendor_environment.h"
 #include "zolrun_options.h"
 
 #include <csignal>
@@ -51,40 +52,21 @@ The exit status is the program's, 128 + N when signal N killed it, 127 when it w
 not found, 126 when it could not be run, and 125 when zolrun itself failed.
 )";
 
-constexpr char kLibrary[] = "libGLX_zol.so.0";
 constexpr char kSoftLibrary[] = "libGLX_zolsoft.so.0";
-constexpr char kVendor[] = "zol";
 
 std::string environmentValue(const char* name) {
   const char* value = getenv(name);
   return value ? value : "";
 }
 
-std::filesystem::path requiredLibraryFolder(const char* library) {
-  std::filesystem::path folder = vendorLibraryFolder(library);
-  if (folder.empty()) {
-    throw RunError(std::string(library) + " is missing: it should be in " +
-                   (programFolder().parent_path() / "lib").string());
-  }
-  return folder;
+void requireLibrary(const char* library) {
+  if (!vendorLibraryFolder(library).empty()) return;
+  throw RunError(std::string(library) + " is missing: it should be in " +
+                 (programFolder().parent_path() / "lib").string());
 }
 
-// What GLVND needs to find the vendor libraries.
-void showLibraries(Command& command) {
-  const std::filesystem::path folder = requiredLibraryFolder(kLibrary);
-  if (isSystemLibraryFolder(folder)) return;
-  const std::string before = environmentValue("LD_LIBRARY_PATH");
-  command.environment["LD_LIBRARY_PATH"] =
-      before.empty() ? folder.string() : folder.string() + ":" + before;
-}
-
-// Makes GLVND take the library on a display that does not announce it by itself, or when the
-// environment names another one.
-void chooseVendor(const DisplayFacts& facts, Command& command) {
-  constexpr char kVariable[] = "__GLX_VENDOR_LIBRARY_NAME";
-  const std::string inherited = environmentValue(kVariable);
-  const bool isOverridden = !inherited.empty() && inherited != kVendor;
-  if (!facts.announces(kVendor) || isOverridden) command.environment[kVariable] = kVendor;
+void chooseVendor(const DisplayFacts& application, Command& command) {
+  command.environment.merge(vendorEnvironment(application).variables);
 }
 
 std::string settingOf(const Command& command, const char* variable) {
@@ -127,8 +109,8 @@ int runOnCurrentDisplay(const ZolrunOptions& options) {
                    "Start \"Xzol :N\" and set DISPLAY to it, or use zolrun --headless.");
   }
   if (!facts.hasGlx) throw RunError("display " + display + " does not have the extension GLX");
+  requireLibrary(kVendorLibrary);
   Command command{options.command, options.settings};
-  showLibraries(command);
   chooseVendor(facts, command);
   if (!options.showFps) {
     describe(options, command);
@@ -152,8 +134,8 @@ std::unique_ptr<DisplayServer> startXzol(std::vector<std::string> options) {
 }
 
 int runHeadless(const ZolrunOptions& options) {
+  requireLibrary(kVendorLibrary);
   Command command{options.command, options.settings};
-  showLibraries(command);
 
   const EndSignals signals;
   std::string glDisplay = settingOf(command, "ZOL_GL_DISPLAY");
@@ -161,7 +143,7 @@ int runHeadless(const ZolrunOptions& options) {
   if (!glDisplay.empty()) {
     probeDisplay(glDisplay);
   } else {
-    requiredLibraryFolder(kSoftLibrary);
+    requireLibrary(kSoftLibrary);
     local = startXzol({"--vendor-names", "zolsoft mesa"});
     glDisplay = local->name();
   }

@@ -1,7 +1,7 @@
 // Programs that know nothing of the library, started the way a newcomer starts them.
 
 #include "endtoend/observer.h"
-#include "endtoend/program.h"
+#include "endtoend/picture_program.h"
 
 #include <algorithm>
 #include <csignal>
@@ -114,6 +114,26 @@ TEST_F(Zolrun, RendersOnTheLocalDisplaysDriver) {
   // Only the library reports what the driver lacks.
   EXPECT_NE(program.errors().find("system_glXJoinSwapGroupNV is NULL"), std::string::npos);
   expectNothingLeft(socket);
+}
+
+// What the count of samples does to the driver's errors tells whether the library counts.
+TEST_F(Zolrun, GivesTheLibraryTheSettingsOfTheCommandLine) {
+  const std::string refusal = "0x502"; // GL_INVALID_OPERATION
+  for (const auto& [value, error] : std::map<std::string, std::string>{
+           {"true", refusal}, {"1", refusal}, {"false", "0x0"}, {"0", "0x0"}}) {
+    // The command line stands above the environment.
+    const std::string otherwise = error == refusal ? "0" : "1";
+    PictureProgram program(folder_,
+                           Command{{kZolrun, "--headless", "--set", "use-sample-queries=" + value,
+                                    "--", pictureFile()}},
+                           {{"ZOL_GL_USE_SAMPLE_QUERIES", otherwise}});
+    program.stage("w", "60 40 24 single");
+    program.ask("draw-buffer front-and-back");
+    program.ask("gl-error");
+    program.ask("flush");
+    EXPECT_EQ(program.ask("gl-error"), error) << value;
+    EXPECT_EQ(program.end(), 0) << value;
+  }
 }
 
 TEST_F(Zolrun, StopsItsServersWhenItIsTold) {

@@ -272,6 +272,16 @@ TEST(Zolrun, NamesTheLibraryWhenTheEnvironmentNamesAnother) {
   EXPECT_EQ(lineOf(outcome.out, "LD_LIBRARY_PATH="), ZOL_LIBRARY_FOLDER ":/some/where");
 }
 
+TEST(Zolrun, NamesTheLibrarysFolderOnlyOnce) {
+  const auto server = startXzol();
+  for (const std::string path :
+       {ZOL_LIBRARY_FOLDER, "/some/where:" ZOL_LIBRARY_FOLDER, ZOL_LIBRARY_FOLDER "/../lib/"}) {
+    const Outcome outcome =
+        run(zolrun({"env"}), {{"DISPLAY", server->name()}, {"LD_LIBRARY_PATH", path}});
+    EXPECT_EQ(lineOf(outcome.out, "LD_LIBRARY_PATH="), path) << outcome.err;
+  }
+}
+
 TEST(Zolrun, HandsTheGLDisplayOn) {
   const auto server = startXzol();
   const Outcome outcome = run(zolrun({"--gl-display", ":7.5", "env"}),
@@ -413,6 +423,19 @@ TEST(ZolrunHeadless, ShowsTheFrameRateThatTheLibraryReports) {
   EXPECT_EQ(outcome.status, 0) << outcome.err;
   const std::string report = "zolrun: process " + lineOf(outcome.out, "process ") + ": Produced ";
   EXPECT_NE(outcome.err.find(report), std::string::npos) << outcome.err;
+}
+
+// The library says so by itself, wherever its log goes.
+TEST(ZolrunHeadless, SaysOnlyOnceWhatTheDriverLacksBesideTheFrameRate) {
+  const Outcome outcome =
+      run(zolrun({"--headless", "--show-fps", "--", "sh", "-c",
+                  "LD_PRELOAD='" ZOL_SANITIZER_RUNTIME "' glxinfo -B >/dev/null"}),
+          {{"ZOL_GL_LOG_DIR", ""}});
+  EXPECT_EQ(outcome.status, 0) << outcome.err;
+  const std::string lack = "system_glXJoinSwapGroupNV is NULL";
+  const size_t first = outcome.err.find(lack);
+  EXPECT_NE(first, std::string::npos) << outcome.err;
+  EXPECT_EQ(first, outcome.err.rfind(lack)) << outcome.err;
 }
 
 TEST(ZolrunHeadless, PassesTheExitStatusOnAndLeavesNoProcess) {

@@ -74,7 +74,7 @@ private:
     check_.environment = vendorEnvironment(*check_.application);
     if (check_.environment->folder.empty()) {
       fail("library",
-           "libGLX_zol.so.0 is missing: it should be in " +
+           std::string(kVendorLibrary) + " is missing: it should be in " +
                (programFolder().parent_path() / "lib").string() + ".",
            "Install the library, or build all of the project.");
     }

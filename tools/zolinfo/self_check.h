@@ -1,11 +1,11 @@
 #pragma once
 
+#include "../vendor_environment.h"
 #include "excluded_program.h"
 #include "finding.h"
 #include "gl_probe.h"
 #include "local_display.h"
 #include "settings_report.h"
-#include "vendor_environment.h"
 
 #include <optional>
 #include <string>

@@ -1,6 +1,6 @@
 #include "vendor_environment.h"
 
-#include "../locations.h"
+#include "locations.h"
 
 #include <cstdlib>
 #include <sstream>
@@ -12,7 +12,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr char kLibrary[] = "libGLX_zol.so.0";
 constexpr char kVendor[] = "zol";
 constexpr char kPathVariable[] = "LD_LIBRARY_PATH";
 constexpr char kVendorVariable[] = "__GLX_VENDOR_LIBRARY_NAME";
@@ -34,7 +33,7 @@ bool hasFolder(const std::string& path, const fs::path& folder) {
 } // namespace
 
 VendorEnvironment vendorEnvironment(const DisplayFacts& application) {
-  VendorEnvironment environment{.folder = vendorLibraryFolder(kLibrary), .variables = {}};
+  VendorEnvironment environment{.folder = vendorLibraryFolder(kVendorLibrary), .variables = {}};
   if (!environment.folder.empty() && !isSystemLibraryFolder(environment.folder)) {
     const std::string before = environmentValue(kPathVariable);
     if (!hasFolder(before, environment.folder)) {

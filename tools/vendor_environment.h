@@ -1,6 +1,6 @@
 #pragma once
 
-#include "../display_probe.h"
+#include "display_probe.h"
 
 #include <filesystem>
 #include <map>
@@ -8,7 +8,7 @@
 
 namespace zol::tools {
 
-// What zolrun sets for a program, so that GLVND takes the library on the application display.
+// What is set for a program so that GLVND takes the library on the application display.
 struct VendorEnvironment {
   std::filesystem::path folder; // of the library; empty when it is missing
   std::map<std::string, std::string> variables;
