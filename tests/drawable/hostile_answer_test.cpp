@@ -58,22 +58,48 @@ protected:
     lie = {offset, value};
     viewport(0, 0, 64, 48);
     EXPECT_EQ(told, 1);
-    EXPECT_LINES(driverCalls(), {"glViewport(0, 0, 64, 48)"});
     return logged();
   }
-  const Lines refused_ = {
+  void expectRefusal(std::size_t offset, std::uint32_t value) {
+    EXPECT_LINES(
+        lookAt(offset, value),
+        (started_ + Lines{debugLine(kCheckForResizeLabel, "failed to update window info")}));
+    EXPECT_LINES(driverCalls(), {"glViewport(0, 0, 64, 48)"});
+  }
+  const Lines started_ = {
       debugLine("void zol_glViewport(GLint, GLint, GLsizei, GLsizei)", "0 0 64 48"),
-      debugLine(kCheckForResizeLabel, "START"),
-      debugLine(kCheckForResizeLabel, "failed to update window info")};
+      debugLine(kCheckForResizeLabel, "START")};
 };
 
 TEST_F(HostileAnswer, WithAWidthThatNoWindowHasIsNone) {
-  EXPECT_TRUE(sameLines(refused_, lookAt(kWidthOffset, 65536)));
+  expectRefusal(kWidthOffset, 65536);
 }
 
 TEST_F(HostileAnswer, WithAHeightThatNoWindowHasIsNone) {
-  EXPECT_TRUE(sameLines(refused_, lookAt(kHeightOffset, 0xFFFFFFFF)));
+  expectRefusal(kHeightOffset, 0xFFFFFFFF);
 }
+
+class EmptyWindow : public HostileAnswer, public testing::WithParamInterface<const char*> {};
+
+// The server goes on saying that it is shown.
+TEST_P(EmptyWindow, IsHidden) {
+  const bool narrow = GetParam() == std::string("0x48");
+  EXPECT_LINES(
+      lookAt(narrow ? kWidthOffset : kHeightOffset, 0),
+      (started_ +
+       Lines{debugLine(kUpdateWindowInfoLabel, "Pbuffer needs update: 1"),
+             debugLine(kUpdateWindowInfoLabel, "Moved from (0,0) to (0,0)"),
+             debugLine(kUpdateWindowInfoLabel, std::string("Resized from 64x48 to ") + GetParam()),
+             debugLine(kUpdateWindowInfoLabel, "Became hidden"),
+             debugLine(kUpdatePbufferLabel,
+                       std::string("resized pbuffer to new geometry: ") + GetParam())}));
+  int width = 0, height = 0;
+  ASSERT_TRUE(recorder().pbufferSize(0x5a000003, &width, &height));
+  EXPECT_EQ(width, narrow ? 10 : 64);
+  EXPECT_EQ(height, narrow ? 48 : 10);
+}
+
+INSTANTIATE_TEST_SUITE_P(Sizes, EmptyWindow, testing::Values("0x48", "64x0"));
 
 // A window keeps the visual that it was made with.
 TEST_F(HostileAnswer, WithAnotherVisualLeavesTheFirstOne) {

@@ -228,6 +228,36 @@ TEST_F(Pbuffers, ThatEndWhileTheyAreCurrentAreCurrentNoMore) {
   EXPECT_EQ(driverCalls(), Lines{});
 }
 
+TEST_F(Pbuffers, ThatEndWhileTheyAreOnlyReadLeaveWhatIsDrawnTo) {
+  open();
+  const GLXPbuffer read = createPbuffer();
+  const GLXPbuffer idle = createPbuffer();
+  const Window window = createWindow(display_, visuals_.doubled, 64, 48);
+  ASSERT_EQ(GL_OF(host(), glXMakeContextCurrent)(display_, window, read, context_), True);
+  const auto readDrawable = GL_OF(host(), glXGetCurrentReadDrawable);
+  destroy_(display_, idle);
+  EXPECT_EQ(readDrawable(), read);
+  destroy_(display_, read);
+  EXPECT_EQ(readDrawable(), None);
+  EXPECT_EQ(GL_OF(host(), glXGetCurrentDrawable)(), window);
+}
+
+// What they are on the local display is out of reach then.
+TEST_F(Pbuffers, EndOnRecordWithoutALocalDisplayToo) {
+  open();
+  const GLXPbuffer made = createPbuffer();
+  Display* const other = openDisplay(); // one that no local display belongs to yet
+  outside::fail("XOpenDisplay", 1000);
+  destroy_(other, made);
+  outside::fail("XOpenDisplay", 0);
+  EXPECT_FALSE(hasLine(logged(), debugLine(kDestructorLabel, "<any>")));
+  EXPECT_EQ(driverCalls(), Lines{});
+  EXPECT_EQ(recorder().livingPbuffers(), 1);
+  unsigned value = 0;
+  GL_OF(host(), glXQueryDrawable)(display_, made, GLX_WIDTH, &value);
+  EXPECT_LINES(driverCalls(), {"glXQueryDrawable(app, pbuffer1, GLX_WIDTH, &)"});
+}
+
 TEST_F(Pbuffers, OutliveTheSearchForDeadWindows) {
   open();
   createPbuffer();

@@ -145,6 +145,14 @@ TEST_F(WindowCalls, AResizeThatCannotRebindSaysSo) {
   const Lines lines = logged();
   EXPECT_TRUE(hasLine(lines, "W " + kCheckForResizeLabel + ": failed to restore context"));
   EXPECT_EQ(lines.back(), done_);
+  EXPECT_EQ(driverCalls().back(),
+            "glXMakeContextCurrent(local, pbuffer3, pbuffer3, ctx1) -> failed");
+
+  // The driver has nothing current from then on; what the program is told stays.
+  swap(display_, window_);
+  EXPECT_EQ(driverCalls().back(), "glXMakeCurrent(local, 0, NULL)");
+  EXPECT_EQ(GL_OF(host(), glXGetCurrentContext)(), context_);
+  EXPECT_EQ(GL_OF(host(), glXGetCurrentDrawable)(), window_);
 }
 
 TEST_F(WindowCalls, AMoveIsOnlyNoted) {
@@ -460,7 +468,9 @@ TEST_F(WindowEnd, BeforeItsFirstBindingIsNoticedWhenItsIdIsUsedAgain) {
   XDestroyWindow(display_, window_);
   XSync(display_, False);
   forget();
+  const int syncs = outside::calls("XSync");
   EXPECT_EQ(makeCurrent(display_, window_, context_), False);
+  EXPECT_EQ(outside::calls("XSync"), syncs + 1); // a new window of that id may be on its way
   const Lines lines = logged();
   EXPECT_EQ(lines[1], debugLine(kGetDrawableInfoLabel, hex(window_) + " was deleted"));
   EXPECT_EQ(lines[2], debugLine(kClearDeletedLabel, "deleting 0x" + hex(window_)));
