@@ -211,6 +211,12 @@ LocalDisplayHold::LocalDisplayHold(Display* appdpy)
   ++holders()[appdpy_].count;
 }
 
+void LocalDisplayHold::somethingWasMade() {
+  if (appdpy_ == nullptr) return;
+  const MutexLock lock(getLocalDisplayMapMutex());
+  holders()[appdpy_].closingWaits = false;
+}
+
 LocalDisplayHold::~LocalDisplayHold() {
   if (appdpy_ == nullptr) return;
   bool closes = false;

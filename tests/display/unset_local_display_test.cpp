@@ -185,6 +185,25 @@ TEST_F(UnsetLocalDisplay, PixmapsCanBeMadeOnTheNextOne) {
   EXPECT_EQ(errors, 0);
 }
 
+// The end of the last window would close what the pixmap has just been made on.
+TEST_F(UnsetLocalDisplay, KeepsItForThePixmapThatIsMadeWhileTheLastWindowEnds) {
+  open();
+  const GLXContext context = newContext();
+  const Window window = newWindow();
+  ASSERT_EQ(makeCurrent(display_, window, context), True);
+  ASSERT_EQ(makeCurrent(display_, None, nullptr), True);
+  destroy(context);
+  destroy(window);
+  forget();
+  const Pixmap pixmap = XCreatePixmap(display_, DefaultRootWindow(display_), 8, 8, 24);
+  GL_OF(host(), glXCreatePixmap)(display_, configs_.doubled, pixmap, nullptr);
+  EXPECT_TRUE(
+      matchesLine("glXCreatePixmap(local, fb1, 0x<hex>, NULL) = glxpixmap1", driverCalls().back()));
+  const Lines lines = logged();
+  EXPECT_TRUE(hasLine(lines, debugLine(kClearDeletedLabel, "deleting 0x" + hex(window))));
+  EXPECT_FALSE(hasLine(lines, closed()));
+}
+
 // Another local display serves the process from then on, where the driver may know the same
 // configurations by other handles.
 TEST_F(UnsetLocalDisplay, ContextsAreMadeOnTheNextOne) {

@@ -1,6 +1,6 @@
 // What becomes of the records of windows that are not current, or no longer there.
 
-#include "rig/fixture.h"
+#include "rig/lock_probe.h"
 
 #include <algorithm>
 #include <string>
@@ -62,6 +62,40 @@ TEST_F(WindowRecords, AResizedWindowThatIsNotCurrentGetsItsPbufferWithoutABindin
                {"glXDestroyPbuffer(local, pbuffer2)",
                 "glXCreatePbuffer(local, fb1, {GLX_PBUFFER_WIDTH=100, GLX_PBUFFER_HEIGHT=30, "
                 "GLX_PRESERVED_CONTENTS=1, 0}) = pbuffer5"});
+}
+
+// The thread's own drawable stays what is drawn to.
+TEST_F(WindowRecords, AResizedWindowThatIsOnlyReadIsReadAgain) {
+  open();
+  const Window read = createWindow(display_, visuals_.doubled, 20, 10);
+  ASSERT_EQ(GL_OF(host(), glXMakeContextCurrent)(display_, window_, read, context_), True);
+  frame(read);
+  XResizeWindow(display_, read, 30, 15);
+  XSync(display_, False);
+  swap(display_, read);
+  const Lines calls = driverCalls();
+  ASSERT_GE(calls.size(), 4U);
+  EXPECT_LINES(Lines(calls.end() - 4, calls.end()),
+               {"glXMakeCurrent(local, 0, NULL)", "glXDestroyPbuffer(local, pbuffer4)",
+                "glXCreatePbuffer(local, fb1, {GLX_PBUFFER_WIDTH=30, GLX_PBUFFER_HEIGHT=15, "
+                "GLX_PRESERVED_CONTENTS=1, 0}) = pbuffer5",
+                "glXMakeContextCurrent(local, pbuffer2, pbuffer5, ctx1)"});
+}
+
+// The library asks on a connection of its own: what the program has not sent yet goes first.
+TEST_F(WindowRecords, ANewOneIsOfTheSizeThatTheProgramGaveLast) {
+  open();
+  const auto sized = [this](const std::string& size) {
+    return hasLine(logged(),
+                   debugLine(kUpdatePbufferLabel, "resized pbuffer to new geometry: " + size));
+  };
+  XResizeWindow(display_, window_, 80, 60);
+  ASSERT_EQ(makeCurrent(display_, window_, context_), True);
+  EXPECT_TRUE(sized("80x60"));
+  const GLXContext alpha = createContext(display_, visuals_.alpha);
+  XResizeWindow(display_, window_, 70, 50);
+  ASSERT_EQ(makeCurrent(display_, window_, alpha), True);
+  EXPECT_TRUE(sized("70x50"));
 }
 
 TEST_F(WindowRecords, OneSideThatChangesIsEnoughForANewPbuffer) {
@@ -143,6 +177,75 @@ TEST_F(WindowRecords, AReplacedReadbackLivesAsLongAsItsWindow) {
   // The read context and the copyback contexts of both.
   EXPECT_EQ(recorder().livingContexts(), contexts - 3);
   EXPECT_EQ(recorder().livingPbuffers(), 0);
+}
+
+// Windows end late: with the next drawable that the library makes, in the order of their records.
+class GoneWindows : public WindowRecords {
+protected:
+  void openAndDestroy() {
+    open();
+    bind(window_, context_);
+    second_ = createWindow(display_, visuals_.doubled, 20, 20);
+    bind(second_, context_);
+    destroy(window_);
+    destroy(second_);
+    forget();
+    swap(display_, second_);
+    EXPECT_LINES(endings(), {});
+    EXPECT_EQ(makeCurrent(display_, None, nullptr), True);
+    EXPECT_LINES(endings(), {});
+    EXPECT_EQ(recorder().livingPbuffers(), 4);
+  }
+  Lines endings() {
+    Lines lines = logged();
+    std::erase_if(lines, [](const std::string& line) {
+      return line.find("deleting 0x") == std::string::npos;
+    });
+    return lines;
+  }
+  void expectEndings(int livingPbuffers) {
+    EXPECT_LINES(endings(), {debugLine(kClearDeletedLabel, "deleting 0x" + hex(window_)),
+                             debugLine(kClearDeletedLabel, "deleting 0x" + hex(second_))});
+    EXPECT_EQ(recorder().livingPbuffers(), livingPbuffers);
+  }
+
+  Window second_ = 0;
+};
+
+TEST_F(GoneWindows, EndWhenAnotherWindowIsUsed) {
+  openAndDestroy();
+  EXPECT_EQ(makeCurrent(display_, createWindow(display_, visuals_.doubled, 30, 30), context_),
+            True);
+  expectEndings(2);
+}
+
+TEST_F(GoneWindows, EndWhenAPixmapIsMade) {
+  openAndDestroy();
+  const Pixmap pixmap = XCreatePixmap(display_, DefaultRootWindow(display_), 8, 8, 24);
+  EXPECT_NE(GL_OF(host(), glXCreatePixmap)(display_, configs_.doubled, pixmap, nullptr), None);
+  expectEndings(0);
+}
+
+TEST_F(GoneWindows, EndWhenAPixmapOfAVisualIsMade) {
+  openAndDestroy();
+  const Pixmap pixmap = XCreatePixmap(display_, DefaultRootWindow(display_), 8, 8, 24);
+  EXPECT_NE(GL_OF(host(), glXCreateGLXPixmap)(display_, &visuals_.doubled, pixmap), None);
+  expectEndings(0);
+}
+
+// Other threads find their drawables in the meantime.
+TEST_F(GoneWindows, EndWithoutTheListOfDrawablesBeingLocked) {
+  openAndDestroy();
+  const auto query = GL_OF(host(), glXQueryDrawable);
+  const LockProbe probe("glXDestroyPbuffer", [&] {
+    unsigned value = 0;
+    query(display_, window_, GLX_WIDTH, &value);
+  });
+  GL_OF(host(), glXDestroyContext)(display_, createContext(display_, visuals_.doubled));
+  EXPECT_TRUE(probe.called());
+  EXPECT_FALSE(probe.held());
+  // Both are out of it before the first is deleted.
+  EXPECT_LINES(driverCallsOfOthers(), {"glXQueryDrawable(app, <any>, GLX_WIDTH, &)"});
 }
 
 } // namespace
