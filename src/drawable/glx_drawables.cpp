@@ -205,6 +205,8 @@ GLXPbufferSGIX zol_glXCreateGLXPbufferSGIX(Display* dpy, GLXFBConfigSGIX config,
     ZOLGL_DEBUG("no lvi.");
     return None;
   }
+  // Programs find this function even where the driver has none.
+  if (system_glXCreateGLXPbufferSGIX == nullptr) return None;
   MutexLock lock(getLocalDisplayMutex());
   const GLXPbuffer id =
       system_glXCreateGLXPbufferSGIX(local, fbconfigOn(local, config), width, height, attribs);
@@ -263,6 +265,10 @@ int zol_glXQueryGLXPbufferSGIX(Display* dpy, GLXPbufferSGIX pbuffer, int attribu
   }
   const DrawableRef record = findLocalDrawable(pbuffer);
   if (!record || record->type != LOCAL_PBUFFER) return GLX_BAD_ATTRIBUTE;
+  if (system_glXQueryGLXPbufferSGIX == nullptr) { // as above
+    *value = 0;
+    return 0;
+  }
   const MutexLock lock(getLocalDisplayMutex());
   // The public prototype returns nothing, drivers return a status.
   using Query = int (*)(Display*, GLXPbufferSGIX, int, unsigned int*);

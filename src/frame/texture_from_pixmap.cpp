@@ -60,6 +60,7 @@ void zol_glXBindTexImageEXT(Display* dpy, GLXDrawable drawable, int buffer, cons
     if (record->type == LOCAL_PIXMAP && upload(dpy, local, record.get()))
       localDrawable = record->localDrawable;
   }
+  if (system_glXBindTexImageEXT == nullptr) return; // not every driver has it
   const MutexLock lock(getLocalDisplayMutex());
   system_glXBindTexImageEXT(local, localDrawable, buffer, attribs);
 }
@@ -70,6 +71,7 @@ void zol_glXReleaseTexImageEXT(Display* dpy, GLXDrawable drawable, int buffer) {
   if (local == nullptr) return;
   const DrawableRef record = findBound(drawable, __PRETTY_FUNCTION__);
   const GLXDrawable localDrawable = record ? record->localDrawable.load() : None;
+  if (system_glXReleaseTexImageEXT == nullptr) return;
   const MutexLock lock(getLocalDisplayMutex());
   system_glXReleaseTexImageEXT(local, localDrawable, buffer);
 }

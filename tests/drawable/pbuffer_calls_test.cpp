@@ -340,6 +340,18 @@ TEST_F(Pbuffers, AreZeroToTheOlderCallWithoutALocalDisplay) {
   EXPECT_EQ(driverCalls(), Lines{});
 }
 
+// Programs find the functions all the same: they are the library's.
+TEST_F(Pbuffers, OfTheOlderCallAreNoneWithADriverThatLacksIt) {
+  recorder().setAbsent("glXCreateGLXPbufferSGIX");
+  recorder().setAbsent("glXQueryGLXPbufferSGIX");
+  open();
+  EXPECT_EQ(createSGIX_(display_, configs_.doubled, 20, 10, nullptr), None);
+  unsigned value = 5;
+  EXPECT_EQ(querySGIX_(display_, createPbuffer(), GLX_WIDTH, &value), 0);
+  EXPECT_EQ(value, 0u);
+  EXPECT_EQ(recorder().livingPbuffers(), 1);
+}
+
 TEST_F(Pbuffers, AreUsedUnderTheLocalDisplaysMutex) {
   open();
   GLXPbuffer made = 0;

@@ -57,4 +57,14 @@ TEST_F(BoundTexture, OfAnUnknownDrawableIsNothing) {
   EXPECT_EQ(errors, 0);
 }
 
+// Programs find the functions all the same: they are the library's.
+TEST_F(BoundTexture, OfADriverThatHasNoneIsNothing) {
+  recorder().setAbsent("glXBindTexImageEXT");
+  recorder().setAbsent("glXReleaseTexImageEXT");
+  openAndWatch();
+  bind_(display_, window_, kFrontLeft, nullptr);
+  GL_OF(host(), glXReleaseTexImageEXT)(display_, window_, kFrontLeft);
+  EXPECT_EQ(driverCalls(), Lines{});
+}
+
 } // namespace

@@ -121,8 +121,8 @@ TEST_F(TextureFromPixmap, WithoutALocalDisplayIsNobodys) {
 }
 
 TEST_F(TextureFromPixmap, IsBoundAndReleasedUnderTheLocalDisplaysMutex) {
-  EXPECT_LOCKED(host(), display_, "glXBindTexImageEXT",
-                bind_(display_, drawable_, kFrontLeft, nullptr));
+  for (const char* const step : {"XGetImage", "XCreateGC", "XPutImage", "glXBindTexImageEXT"})
+    EXPECT_LOCKED(host(), display_, step, bind_(display_, drawable_, kFrontLeft, nullptr));
   EXPECT_LOCKED(host(), display_, "glXReleaseTexImageEXT",
                 release_(display_, drawable_, kFrontLeft));
 }

@@ -167,9 +167,13 @@ TEST_F(UseXFont, OfAFontWithoutANameFails) {
   EXPECT_EQ(driverCalls(), Lines{});
 }
 
-TEST_F(UseXFont, CallsTheDriverUnderTheLocalDisplaysMutex) {
+TEST_F(UseXFont, UsesTheLocalDisplayUnderItsMutex) {
   open();
-  EXPECT_LOCKED(host(), display_, "glXUseXFont", useXFont_(font_, 65, 1, 100));
+  const auto use = [this] { useXFont_(font_, 65, 1, 100); };
+  EXPECT_UNLOCKED(host(), display_, "XQueryFont", use());
+  EXPECT_UNLOCKED(host(), display_, "XGetAtomName", use());
+  EXPECT_LOCKED(host(), display_, "XLoadQueryFont", use());
+  EXPECT_LOCKED(host(), display_, "glXUseXFont", use());
 }
 
 // The connection that is asked -----------------------------------------------------------------

@@ -1,5 +1,6 @@
 #include "rig/lock_probe.h"
 
+#include "rig/outside.h"
 #include "rig/recorder.h"
 
 #include <chrono>
@@ -31,7 +32,7 @@ bool waitsForLock(pid_t thread) {
 
 LockProbe::LockProbe(std::string function, std::function<void()> question)
     : function_(std::move(function)), question_(std::move(question)) {
-  recorder().setHook(function_, [this] { ask(); });
+  setHook([this] { ask(); });
 }
 
 LockProbe::LockProbe(const VendorHost& host, Display* display, std::string function)
@@ -41,12 +42,17 @@ LockProbe::LockProbe(const VendorHost& host, Display* display, std::string funct
       }) {}
 
 LockProbe::~LockProbe() {
-  recorder().setHook(function_, nullptr);
+  setHook(nullptr);
   if (thread_.joinable()) thread_.join();
 }
 
+void LockProbe::setHook(std::function<void()> hook) {
+  recorder().setHook(function_, hook);
+  outside::setHook(function_, std::move(hook));
+}
+
 void LockProbe::ask() {
-  recorder().setHook(function_, nullptr);
+  setHook(nullptr);
   called_ = true;
   thread_ = std::thread([this] {
     id_ = gettid();

@@ -10,9 +10,9 @@
 
 namespace zol::rig {
 
-// Tells whether the library holds a lock while it is inside a function of the driver: at the next
-// call of that function another thread asks the library a question that takes the lock, and either
-// gets its answer or waits.
+// Tells whether the library holds a lock while it is inside a function of the driver, or one of the
+// watched ones outside: at the next call of that function another thread asks the library a
+// question that takes the lock, and either gets its answer or waits.
 class LockProbe {
 public:
   LockProbe(std::string function, std::function<void()> question);
@@ -27,6 +27,7 @@ public:
   bool called() const { return called_; }
 
 private:
+  void setHook(std::function<void()> hook);
   void ask();
 
   std::string function_;

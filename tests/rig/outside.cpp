@@ -16,6 +16,7 @@
 #include <sys/syscall.h>
 #include <sys/time.h>
 #include <unistd.h>
+#include <utility>
 
 #define ZOL_EXPORTED extern "C" __attribute__((visibility("default")))
 
@@ -32,6 +33,7 @@ struct State {
   std::condition_variable changed;
   std::map<std::string, int> calls;
   std::map<std::string, Failures> failures;
+  std::map<std::string, std::function<void()>> hooks;
   std::set<std::string> unloadable;
   std::vector<std::string> opened;
   std::vector<Display*> fontsAskedOn;
@@ -54,11 +56,17 @@ bool isTestThread() {
   return gettid() == getpid();
 }
 
-// Counts a call; whether it has to fail.
+// Counts a call and runs its hook; whether it has to fail.
 bool entered(const char* function) {
   State& s = state();
-  const std::lock_guard guard(s.mutex);
+  std::unique_lock lock(s.mutex);
   ++s.calls[function];
+  if (const auto hook = s.hooks.find(function); hook != s.hooks.end() && hook->second) {
+    const auto run = hook->second;
+    lock.unlock();
+    run();
+    lock.lock();
+  }
   Failures& failures = s.failures[function];
   if (failures.count == 0) return false;
   if (failures.first > 0) {
@@ -86,6 +94,11 @@ Function next(const char* name) {
 int calls(const std::string& function) {
   const std::lock_guard guard(state().mutex);
   return state().calls[function];
+}
+
+void setHook(const std::string& function, std::function<void()> hook) {
+  const std::lock_guard guard(state().mutex);
+  state().hooks[function] = std::move(hook);
 }
 
 std::vector<std::string> openedDisplays() {
@@ -303,6 +316,10 @@ ZOL_EXPORTED XFontStruct* XQueryFont(Display* display, XID font) {
   XFontStruct* const info = ZOL_NEXT(XQueryFont)(display, font);
   if (info != nullptr && entered("font properties")) info->n_properties = 0;
   return info;
+}
+
+ZOL_EXPORTED XFontStruct* XLoadQueryFont(Display* display, const char* name) {
+  return entered("XLoadQueryFont") ? nullptr : ZOL_NEXT(XLoadQueryFont)(display, name);
 }
 
 ZOL_EXPORTED char* XGetAtomName(Display* display, Atom atom) {

@@ -15,9 +15,12 @@ namespace zol::rig::outside {
 
 // How often a watched function was called in this process, by whomever: gettimeofday, usleep,
 // XOpenDisplay, XCloseDisplay, XSync, XSetErrorHandler, XGetVisualInfo, XGetImage, XPutImage,
-// XCreateGC, XQueryFont, XGetAtomName, XShmQueryExtension, XShmAttach, XShmPutImage, shmget, shmat,
-// dlopen.
+// XCreateGC, XQueryFont, XLoadQueryFont, XGetAtomName, XShmQueryExtension, XShmAttach,
+// XShmPutImage, shmget, shmat, dlopen.
 int calls(const std::string& function);
+// Run on the calling thread before each call of a watched function. Null removes it.
+void setHook(const std::string& function, std::function<void()> hook);
+
 // Arguments of the XOpenDisplay calls, "(null)" for a null name.
 std::vector<std::string> openedDisplays();
 
