@@ -58,6 +58,7 @@ int __wrap_dlclose(void* handle) {
 void* __real_dlopen(const char*, int);
 void* __wrap_dlopen(const char* file, int flags) {
   fakes.dlopened.push_back(file);
+  fakes.dlopenFlags.push_back(flags);
   if (fakes.dlopen)
     if (const auto answer = fakes.dlopen(file)) return *answer;
   return __real_dlopen(file, flags);
@@ -100,9 +101,8 @@ ssize_t __wrap_readlink(const char* path, char* buffer, size_t size) {
   return static_cast<ssize_t>(length);
 }
 
-// The disk of the machine that runs the tests is left in peace.
 void __wrap_sync() {
-  ++fakes.syncs;
+  if (fakes.sync) fakes.sync();
 }
 
 locale_t __real_uselocale(locale_t);

@@ -21,6 +21,7 @@ struct Fakes {
   std::function<std::optional<void*>(const std::string& file)> dlopen;
   std::function<std::optional<void*>(void* handle, const std::string& name)> dlsym;
   std::vector<std::string> dlopened;
+  std::vector<int> dlopenFlags; // of each of them
   std::vector<std::string> dlsymed;
   std::vector<void*> dlclosed;
   bool closeForReal = true;
@@ -30,7 +31,7 @@ struct Fakes {
   std::optional<int> strdupsLeft;
   std::optional<int> newsLeft; // operator new(std::nothrow)
 
-  int syncs = 0;
+  std::function<void()> sync; // the disk of the machine that runs the tests is left in peace
   std::vector<std::string> radixCharacters; // after each uselocale that sets a locale
 };
 

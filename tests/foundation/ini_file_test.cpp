@@ -140,6 +140,16 @@ TEST_F(IniFile, AnEmptyNameIsReportedAndEndsInTheErrorOfAnAbsentFile) {
   }
 }
 
+TEST_F(IniFile, AnEmptyNameThatIsSetAndParsedIsTheSameErrorWithoutAWord) {
+  for (const char* name : {static_cast<const char*>(nullptr), ""}) {
+    zol::IniFile file;
+    EXPECT_EQ("", stderrOf([&] { file.setFilename(name, true); }));
+    ASSERT_NE(nullptr, file.getParserState());
+    EXPECT_EQ(6, file.getParserState()->code);
+    EXPECT_STREQ("No such file or directory.", file.getParserState()->message);
+  }
+}
+
 TEST_F(IniFile, InErrorRefusesEveryAccessUntilParsedAgain) {
   zol::IniFile file;
   stderrOf([&] { file.parse("absent.ini"); });
@@ -212,11 +222,13 @@ TEST_F(IniFile, KeepsPairsWithoutASectionWhereNobodyCanReachThem) {
   EXPECT_NE(std::string::npos, written.find("[S]\n = 2\n")) << written;
 }
 
-TEST_F(IniFile, SyncsTheDiskAfterWriting) {
+TEST_F(IniFile, SyncsTheDiskAfterClosing) {
+  std::string onDisk;
+  fakes.sync = [&] { onDisk += contentOf("out.ini"); };
   zol::IniFile file;
   file.setValue("a", "x", "1", false);
   EXPECT_EQ("[A]\nX = 1\n", writtenBy(file));
-  EXPECT_EQ(1, fakes.syncs);
+  EXPECT_EQ("[A]\nX = 1\n", onDisk);
   EXPECT_STREQ("out.ini", file.getFilename()) << "the name written to becomes the file's";
 }
 
@@ -228,23 +240,28 @@ TEST_F(IniFile, WritesToItsOwnNameByDefault) {
 }
 
 TEST_F(IniFile, WithoutANameIsNotWritten) {
+  fakes.sync = [] { ADD_FAILURE(); };
   zol::IniFile nameless, empty("", false);
   for (zol::IniFile* file : {&nameless, &empty})
     EXPECT_EQ("Cannot write file: Filename is empty\n",
               stderrOf([&] { EXPECT_FALSE(file->write(nullptr)); }));
-  EXPECT_EQ(0, fakes.syncs);
 }
 
 TEST_F(IniFile, IsNotWrittenWhereItCannotBeOpened) {
+  fakes.sync = [] { ADD_FAILURE(); };
   zol::IniFile file;
   EXPECT_FALSE(file.write((directory / "no/such/directory.ini").c_str()));
-  EXPECT_EQ(0, fakes.syncs);
 }
 
 TEST_F(IniFile, ReportsADiskThatTakesNothing) {
+  int syncs = 0;
+  fakes.sync = [&] { ++syncs; };
   zol::IniFile file;
   file.setValue("a", "x", "1", false);
   EXPECT_FALSE(file.write("/dev/full"));
+  file.setValue("a", "y", std::string(10000, 'y').c_str(), false); // more than a stream holds back
+  EXPECT_FALSE(file.write(nullptr));
+  EXPECT_EQ(2, syncs) << "what was printed before the failure reaches the disk";
 }
 
 } // namespace

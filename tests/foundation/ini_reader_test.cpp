@@ -80,6 +80,10 @@ TEST_F(IniReader, AnInlineCommentHidesTheSeparatorAfterIt) {
   expectError(1, 2, "Parse error.");
 }
 
+TEST_F(IniReader, AnEqualsSignInACommentDoesNotSeparate) {
+  EXPECT_EQ("|x|1\n", pairsOf("x:1 ; a=b\n"));
+}
+
 TEST_F(IniReader, NamesAndValuesMayBeEmpty) {
   EXPECT_EQ("|x|\n||y\n||\n", pairsOf("x=\n=y\n=\n"));
 }
@@ -100,6 +104,10 @@ TEST_F(IniReader, KeepsTheBlanksOfASectionAndIgnoresWhatFollowsIt) {
 TEST_F(IniReader, ASectionWithoutItsBracketEndsTheParse) {
   EXPECT_EQ("|x|1\n", pairsOf("x=1\n\n[a\ny=2\n"));
   expectError(1, 3, "Parse error.");
+}
+
+TEST_F(IniReader, ASemicolonWithoutABlankBeforeItIsPartOfASection) {
+  EXPECT_EQ(";a|x|1\na;b|x|2\n", pairsOf("[;a]\nx=1\n[a;b]\nx=2\n"));
 }
 
 TEST_F(IniReader, ACommentInsideASectionNameIsMalformed) {
@@ -152,6 +160,12 @@ TEST_F(IniReader, WithoutACallbackNothingIsRead) {
   EXPECT_EQ(3, reader.getParserState()->code);
   EXPECT_EQ(0, reader.getParserState()->line);
   EXPECT_STREQ("No user function available.", reader.getParserState()->message);
+}
+
+TEST_F(IniReader, TheMissingCallbackIsNoticedBeforeTheMissingFile) {
+  zol::IniReader reader("absent.ini");
+  EXPECT_EQ(0, reader.parseIniFile(nullptr, nullptr));
+  EXPECT_EQ(3, reader.getParserState()->code);
 }
 
 TEST_F(IniReader, WithoutAFileNameIsInvalid) {

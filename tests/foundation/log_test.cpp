@@ -5,6 +5,7 @@
 #include <cmath>
 #include <regex>
 #include <sys/syscall.h>
+#include <thread>
 
 namespace {
 
@@ -48,6 +49,17 @@ TEST_F(LogTest, ARecordNamesLevelTimeProcessThreadTagAndFunction) {
               zol_printlog("ZOLGL", 1, "ERROR", "int f(const char*)", false, "%d of \"%s\"", 3,
                            "abc");
             }));
+}
+
+TEST_F(LogTest, ARecordNamesTheThreadThatWroteIt) {
+  std::string expected;
+  const std::string record = stderrOf([&] {
+    std::thread([&] {
+      expected = prefix('E') + "ZOLGL (void f()): one\n";
+      logOne();
+    }).join();
+  });
+  EXPECT_EQ(expected, record);
 }
 
 TEST_F(LogTest, TheFirstLetterIsThatOfTheNameGiven) {
@@ -167,7 +179,16 @@ TEST_F(LogTest, TheBootIsGivenInLocalTime) {
   EXPECT_EQ("zol-gl.20231114-235639.gears." + std::to_string(getpid()) + ".log", nameOfLog());
 }
 
-TEST_F(LogTest, TheRealBootIsTheSameForTwoLogs) {
+TEST_F(LogTest, TheBootIsTheSameForEveryProcess) {
+  fakes.link = "/usr/bin/gears";
+  fakes.paths["/proc/uptime"] = write("uptime", "1000.40 3.5\n");
+  const std::string earlier = nameOfLog();
+  fakes.paths["/proc/uptime"] = write("uptime", "4600.40 3.5\n");
+  fakes.now->tv_sec += 3600;
+  EXPECT_EQ(earlier, nameOfLog());
+}
+
+TEST_F(LogTest, TheRealUptimeMakesABoot) {
   fakes.now.reset();
   const std::string first = nameOfLog();
   EXPECT_TRUE(std::regex_match(first, std::regex("zol-gl\\.\\d{8}-\\d{6}\\..*"))) << first;
@@ -248,6 +269,15 @@ TEST_F(LogTest, AFileIsAppendedTo) {
   EXPECT_EQ(record + record, contentOf(onlyFileIn(logDirectory())));
 }
 
+TEST_F(LogTest, AnEmptyDirectoryIsNone) {
+  std::free(zol::conf::settings().directory);
+  zol::conf::settings().directory = strdup("");
+  fakes.link = "/usr/bin/gears";
+  fakes.paths["/proc/uptime"] = directory / "absent";
+  fakes.paths["/zol-gl.gears." + std::to_string(getpid()) + ".log"] = directory / "log";
+  EXPECT_EQ(prefix('E') + "ZOLGL (void f()): one\n", stderrOf(logOne));
+}
+
 TEST_F(LogTest, ADirectoryThatCannotBeWrittenToLeavesStandardError) {
   write("file", "");
   for (const char* place : {"no/such/directory", "file"}) {
@@ -271,6 +301,19 @@ TEST_F(LogTest, IsOpenedOnceAndClosedOnce) {
   EXPECT_FALSE(get_log_params());
   EXPECT_TRUE(zol_close_log());
   EXPECT_FALSE(zol_close_log());
+}
+
+TEST_F(LogTest, ClosingItLeavesTheStreamOpen) {
+  openLogAt("warning", logDirectory());
+  logOne();
+  const std::filesystem::path file = onlyFileIn(logDirectory());
+  EXPECT_TRUE(zol_close_log());
+  int open = 0;
+  for (const auto& descriptor : std::filesystem::directory_iterator("/proc/self/fd")) {
+    std::error_code gone; // that of the walk itself
+    open += std::filesystem::read_symlink(descriptor, gone) == file;
+  }
+  EXPECT_EQ(1, open);
 }
 
 TEST_F(LogTest, AStateWithoutAStreamWritesNoRecords) {

@@ -9,6 +9,8 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <thread>
+#include <type_traits>
 #include <vector>
 
 namespace {
@@ -37,6 +39,9 @@ protected:
 
   zol::RuntimeSymbols real;
 };
+
+static_assert(!std::is_polymorphic_v<zol::Mutex>);
+static_assert(sizeof(zol::Mutex) == sizeof(pthread_mutex_t));
 
 class MutexTest : public ThreadsTest {};
 
@@ -251,6 +256,36 @@ TEST_F(SemaphoreTest, AnInterruptedWaitIsResumedWithoutAMessage) {
   EXPECT_EQ(4, waits);
 }
 
+// The thread gets signals until one has interrupted its wait.
+TEST_F(SemaphoreTest, ASignalDoesNotEndAWait) {
+  static std::atomic<int> interrupted;
+  static decltype(zol::RuntimeSymbols::sem_wait) realWait;
+  interrupted = 0;
+  realWait = real.sem_wait;
+  zol::runtimeSymbols.sem_wait = [](sem_t* semaphore) {
+    const int result = realWait(semaphore);
+    if (result != 0 && errno == EINTR) ++interrupted;
+    return result;
+  };
+  struct sigaction quiet {
+  }, previous{};
+  quiet.sa_handler = [](int) {};
+  sigaction(SIGUSR1, &quiet, &previous);
+  zol::Semaphore semaphore(0);
+  bool passed = false;
+  EXPECT_EQ("", logOf([&] {
+              std::thread waiting([&] { passed = semaphore.P(); });
+              while (interrupted == 0) {
+                pthread_kill(waiting.native_handle(), SIGUSR1);
+                std::this_thread::yield();
+              }
+              semaphore.V();
+              waiting.join();
+            }));
+  EXPECT_TRUE(passed);
+  sigaction(SIGUSR1, &previous, nullptr);
+}
+
 struct Worker : zol::Thread<Worker> {
   Worker() = default;
   bool run(Callback callback) { return start(this, callback); }
@@ -324,6 +359,26 @@ TEST_F(ThreadTest, IsNotStartedWhenNoThreadCanBeCreated) {
   Worker worker;
   EXPECT_FALSE(worker.run(waitForLeave));
   EXPECT_FALSE(worker.started());
+}
+
+TEST_F(ThreadTest, IsNotJoinedAfterItsCallbackAndMayBeStartedAgain) {
+  static void* (*routine)(void*);
+  zol::runtimeSymbols.pthread_create = [](pthread_t*, const pthread_attr_t*, void* (*r)(void*),
+                                          void*) noexcept {
+    routine = r;
+    return 0;
+  };
+  Worker worker;
+  const auto callback = [](Worker* self) {
+    EXPECT_FALSE(self->run(waitForLeave)) << "while running";
+    return 1;
+  };
+  for (int i = 0; i < 2; ++i) {
+    ASSERT_TRUE(worker.run(callback));
+    routine(static_cast<zol::Thread<Worker>*>(&worker));
+  }
+  worker.joinRunning();
+  EXPECT_EQ(0, joined);
 }
 
 TEST_F(ThreadTest, HandsItselfToItsStartRoutineWithoutAttributes) {
@@ -432,7 +487,7 @@ TEST_F(ThreadsTest, AnotherFailureToMakeATlsKeyIsSilent) {
 TEST_F(ThreadsTest, TheRealKeysEndAtTheLimitWithTheError) {
   std::vector<zol::TLSKey> keys;
   const std::string log = logOf([&] {
-    for (zol::TLSKey key; (key = zol::createTLSKey(nullptr)) != -1;)
+    for (zol::TLSKey key; keys.size() <= 1024 && (key = zol::createTLSKey(nullptr)) != -1;)
       keys.push_back(key);
   });
   EXPECT_LE(keys.size(), 1024u);
