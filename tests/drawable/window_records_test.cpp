@@ -98,6 +98,20 @@ TEST_F(WindowRecords, ANewOneIsOfTheSizeThatTheProgramGaveLast) {
   EXPECT_TRUE(sized("70x50"));
 }
 
+TEST_F(WindowRecords, ThreadsThatUseAWindowFirstShareItsRecord) {
+  open();
+  const GLXContext second = createContext(display_, visuals_.doubled);
+  {
+    const LockProbe probe("glXCreatePbuffer", [&] {
+      EXPECT_EQ(makeCurrent(display_, window_, second), True);
+      EXPECT_EQ(makeCurrent(display_, None, nullptr), True);
+    });
+    EXPECT_EQ(makeCurrent(display_, window_, context_), True);
+    EXPECT_TRUE(probe.held()); // neither thread found a record
+  }
+  EXPECT_EQ(recorder().livingPbuffers(), 2);
+}
+
 TEST_F(WindowRecords, OneSideThatChangesIsEnoughForANewPbuffer) {
   open();
   bind(window_, context_);
