@@ -59,20 +59,15 @@ namespace zol::gl {
 XImagePainter::XImagePainter(XID appDrawable) : drawable(appDrawable) {}
 
 XImagePainter::~XImagePainter() {
-  release();
-}
-
-void XImagePainter::release() {
   if (!display) return;
   const MutexLock lock(connectionMutex());
   const bool open = display != closedConnection;
   if (!open) segmentAttached = false; // the server has let go of it
   const bool painted = image != nullptr;
   releaseImage();
-  if (gc && open) XFreeGC(display, gc);
-  gc = nullptr;
-  if (painted && open) XSync(display, True);
-  display = nullptr;
+  if (!open) return;
+  if (gc) XFreeGC(display, gc);
+  if (painted) XSync(display, True);
 }
 
 void closePaintingConnection(Display* connection) {
@@ -254,7 +249,6 @@ bool XImagePainter::attachSegment(const char* origin, int width, int height) {
   if (!XShmPutImage(display, drawable, gc, image, 0, 0, 0, 0, width, height, False)) {
     ZOLGL_LOG_AS(origin, ERROR, "unable to put image on shared memory segment");
     shmdt(shmInfo.shmaddr);
-    segmentAttached = false;
     releaseImage();
     return false;
   }

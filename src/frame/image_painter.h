@@ -11,7 +11,7 @@ namespace zol::gl {
 // Owns the image, its pixels and, with MIT-SHM, the segment.
 //
 // Thread safety: none; the readback object's mutex is held around every call. All calls use the
-// same connection.
+// same connection. The painter may end on any thread, and after its connection was closed.
 class XImagePainter {
 public:
   explicit XImagePainter(XID drawable);
@@ -29,10 +29,6 @@ public:
 
   // Paints the image at (0, 0) of the drawable. Does nothing without an image.
   void draw(Display* display, int width, int height);
-
-  // Gives up everything that belongs to the connection; setup() starts anew. Any thread, as long as
-  // nobody else uses the painter; the connection may be closed already.
-  void release();
 
 private:
   bool setupXImagePainterInternal(bool useShm, Display* display, VisualID visualId, int width,

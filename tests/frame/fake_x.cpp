@@ -125,6 +125,11 @@ int XSync(Display*, int discard) {
   return 1;
 }
 
+int XCloseDisplay(Display*) {
+  call("XCloseDisplay");
+  return 0;
+}
+
 int XFlush(Display*) {
   call("XFlush");
   return 1;

@@ -359,6 +359,14 @@ TEST_F(AnImagePainter, AnImageThatXlibDoesNotMakeLeavesNothingBehind) {
   EXPECT_EQ(painter->getBuffer(), nullptr);
 }
 
+TEST_F(AnImagePainter, DoesNotTakeTheOldSegmentForANewOne) {
+  use(forcedShared);
+  ASSERT_TRUE(setup());
+  server->makesImages = false;
+  EXPECT_FALSE(setup(20, 5));
+  EXPECT_EQ(errors(), Lines{"ERROR unable to create shared memory segment"});
+}
+
 TEST_F(AnImagePainter, FailsWhenThereIsNoMemoryForThePixels) {
   use(forcedPlain);
   EXPECT_FALSE(setup(1 << 30, 1 << 30));
@@ -409,19 +417,6 @@ TEST_F(AnImagePainter, UnmapsASegmentThatCannotBePainted) {
   EXPECT_EQ(calls(), Lines{"XFreeGC"});
 }
 
-TEST_F(AnImagePainter, StartsAnewAfterARelease) {
-  use(forcedShared);
-  ASSERT_TRUE(setup());
-  painter->release();
-  EXPECT_EQ(painter->getBuffer(), nullptr);
-  recording::clear();
-  painter->release();
-  painter->draw(fake::display, 10, 5);
-  EXPECT_EQ(calls(), Lines{});
-  EXPECT_TRUE(setup());
-  EXPECT_EQ(calls(), Lines{"XCreateGC 0x200003 0"} + sharedSetup);
-}
-
 TEST_F(AnImagePainter, ReleasesImageAndSegmentAtItsEnd) {
   use(forcedShared);
   ASSERT_TRUE(setup());
@@ -435,4 +430,20 @@ TEST_F(AnImagePainter, ReleasesImageAndSegmentAtItsEnd) {
   recording::clear();
   painter.reset();
   EXPECT_EQ(calls(), (Lines{"XDestroyImage plain", "XFreeGC", "XSync 1"}));
+}
+
+TEST_F(AnImagePainter, EndsWithoutARequestOnAConnectionThatIsClosed) {
+  for (int strategy : {forcedShared, forcedPlain}) {
+    use(strategy);
+    painter = std::make_unique<XImagePainter>(window);
+    ASSERT_TRUE(setup());
+    recording::clear();
+    zol::gl::closePaintingConnection(fake::display);
+    EXPECT_EQ(calls(), Lines{"XCloseDisplay"});
+    recording::clear();
+    painter.reset();
+    EXPECT_EQ(calls(), strategy == forcedShared ? (Lines{"shmdt", "XDestroyImage shared"})
+                                                : Lines{"XDestroyImage plain"});
+    zol::gl::closePaintingConnection(nullptr); // the other tests' connection is open
+  }
 }

@@ -140,6 +140,7 @@ TEST_F(SingleThreadReadback, MakesItsObjectsAtTheFirstFrame) {
                                "DEBUG Initializing GPU readback programs"}));
   for (const recording::LogRecord& record : recording::log())
     EXPECT_EQ(record.label, "bool zol::gl::ReadbackContext::performGPUReadback(int, int)");
+  EXPECT_FALSE(recording::log()[0].locked);
 }
 
 TEST_F(SingleThreadReadback, ReusesItsObjectsAtLaterFrames) {
@@ -229,6 +230,7 @@ TEST_F(SingleThreadReadback, SkipsAFrameWhoseBufferCouldNotBeMapped) {
   EXPECT_EQ(messages(), Lines{"WARNING Buffer is NULL, skipping copyback"});
   EXPECT_EQ(recording::log()[0].label, "virtual void zol::gl::ReadbackContext::copyToAppDisplay("
                                        "Display*, zol::gl::XImagePainter*, VisualID)");
+  EXPECT_FALSE(recording::log()[0].locked);
   EXPECT_EQ(recording::calls(), Lines{});
 }
 
@@ -272,6 +274,7 @@ TEST_F(SingleThreadReadback, DeletesItsObjectsOnlyWhenToldTo) {
   context->releaseOGLResources();
   deliver();
   EXPECT_EQ(messages(), Lines{"WARNING Readback pbo has not been created yet"});
+  EXPECT_FALSE(recording::log()[0].locked);
 
   readBack(640, 480);
   recording::clear();
@@ -360,6 +363,7 @@ TEST_F(MultiThreadReadback, KeepsTheFrameWhenItsContextCannotBeMadeCurrent) {
   deliver();
   EXPECT_EQ(driverCalls(), Lines{"glXMakeCurrent 0x10c 0x77 0xcc"});
   EXPECT_EQ(deliveryMessages(), Lines{"WARNING Failed to make copyback context current"});
+  EXPECT_FALSE(recording::log().back().locked);
   driver->makesCurrent = true;
   deliver();
   EXPECT_EQ(paints(), 1u);
@@ -404,4 +408,5 @@ TEST_F(MultiThreadReadback, WarnsWhenThereIsNoBufferToDeliverFrom) {
   deliver();
   EXPECT_EQ(recording::calls(), Lines{});
   EXPECT_EQ(messages(), Lines{"WARNING Readback pbo has not been created yet"});
+  EXPECT_FALSE(recording::log()[0].locked);
 }

@@ -108,5 +108,5 @@ void zol_printlog(const char*, int, const char* levelName, const char* function,
   va_start(arguments, format);
   vsnprintf(text, sizeof(text), format, arguments);
   va_end(arguments);
-  recording::log().push_back({levelName, function, text, alsoStderr});
+  recording::log().push_back({levelName, function, text, alsoStderr, !recording::held.empty()});
 }

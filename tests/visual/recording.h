@@ -19,6 +19,7 @@ struct LogRecord {
   std::string label;
   std::string message;
   bool alsoStderr;
+  bool locked; // the thread held a mutex
 };
 std::vector<LogRecord>& log();
 
