@@ -9,6 +9,7 @@
 #include <cstring>
 #include <optional>
 #include <string_view>
+#include <sys/auxv.h>
 #include <unistd.h>
 
 namespace zol {
@@ -17,11 +18,22 @@ namespace {
 
 constexpr unsigned PATH_VALUE_SIZE = 1024;
 
+// A program with more rights than its caller takes nothing from the caller: neither variables nor
+// files that they or the current directory lead to.
+bool distrustsCaller() {
+  return getauxval(AT_SECURE) != 0;
+}
+
+const char* variable(const char* name) {
+  return distrustsCaller() ? nullptr : std::getenv(name);
+}
+
 // Copies the variable into the buffer. A value that does not fit is ignored entirely.
 bool readEnvironment(const char* name, char* buffer, size_t size) {
-  const char* value = std::getenv(name);
-  if (!value || std::strlen(value) + 1 > size) return false;
-  std::strcpy(buffer, value);
+  const char* value = variable(name);
+  const size_t needed = value ? std::strlen(value) + 1 : 0;
+  if (!value || needed > size) return false;
+  std::memcpy(buffer, value, needed);
   return true;
 }
 
@@ -36,12 +48,10 @@ std::string_view trimmed(std::string_view text) {
 
 // The directory of the user's file; false when none can be formed.
 bool userDirectory(char (&directory)[PATH_VALUE_SIZE]) {
-  char value[PATH_VALUE_SIZE];
-  if (readEnvironment("ZOL_GL_USER_CONFDIR", value, sizeof(value))) {
-    std::strcpy(directory, value);
+  if (readEnvironment("ZOL_GL_USER_CONFDIR", directory, sizeof(directory)))
     return *directory != '\0';
-  }
-  const bool xdg = std::getenv("XDG_CONFIG_HOME") != nullptr;
+  char value[PATH_VALUE_SIZE];
+  const bool xdg = variable("XDG_CONFIG_HOME") != nullptr;
   if (!readEnvironment(xdg ? "XDG_CONFIG_HOME" : "HOME", value, sizeof(value)) || !*value)
     return false;
   const int length =
@@ -60,6 +70,7 @@ HeapText userPath(const char* fileName) {
 // The bare file name, and so a file in the current directory, although the buffer is sized for the
 // system's path: deliberate.
 HeapText adminPath(const char* fileName, const char* systemPath) {
+  if (distrustsCaller()) return nullptr;
   const auto size = static_cast<unsigned>(std::strlen(systemPath) + 7);
   HeapText path(static_cast<char*>(std::malloc(size)));
   if (path) zolSprintf(path.get(), size, "%s.admin", fileName);

@@ -21,7 +21,8 @@ struct SettingsPaths {
 
 // Looks settings up in four sources: the admin file in the current directory, the environment, the
 // user's file, the system's file, in this order. A value that does not convert to the wanted type
-// does not end the search.
+// does not end the search. A program that has more rights than its caller (set-user-id, file
+// capabilities) has the system's file alone.
 //
 // Thread safety: parse() and closeIniFiles() must not run beside look-ups.
 class Settings {

@@ -44,6 +44,15 @@ Display* closedConnection = nullptr; // guarded by connectionMutex()
 
 char* const shmatFailed = reinterpret_cast<char*>(-1);
 
+// The X server may run as anyone, so a segment is made for all users; once the server has it, the
+// pixels are nobody else's.
+void closeToOthers(int segment) {
+  shmid_ds state;
+  if (shmctl(segment, IPC_STAT, &state) != 0) return;
+  state.shm_perm.mode = 0600;
+  shmctl(segment, IPC_SET, &state);
+}
+
 } // namespace
 
 int handleXShmError(Display* display, XErrorEvent* event) {
@@ -245,6 +254,7 @@ bool XImagePainter::attachSegment(const char* origin, int width, int height) {
 
   XSync(display, False);
   segmentAttached = !shmErrorSeen; // a refusal arrives as an X error
+  closeToOthers(shmInfo.shmid);
   shmctl(shmInfo.shmid, IPC_RMID, nullptr);
   if (!XShmPutImage(display, drawable, gc, image, 0, 0, 0, 0, width, height, False)) {
     ZOLGL_LOG_AS(origin, ERROR, "unable to put image on shared memory segment");

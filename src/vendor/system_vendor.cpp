@@ -124,6 +124,11 @@ bool formFileName(char (&fileName)[255], const std::string& vendor, const char* 
     warnOfSelf(vendor.c_str(), label);
     return false;
   }
+  // The loader would take it for a path: a server has no say in what files are loaded.
+  if (vendor.find('/') != std::string::npos) {
+    ZOLGL_LOG_AS(label, WARNING, "System vendor name '%.64s' is a path, skipping", vendor.c_str());
+    return false;
+  }
   std::memset(fileName, 0, sizeof fileName);
   const int length = std::snprintf(fileName, sizeof fileName, "libGLX_%s.so.0", vendor.c_str());
   if (length < 0 || static_cast<std::size_t>(length) >= sizeof fileName) {

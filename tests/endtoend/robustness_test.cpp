@@ -22,21 +22,22 @@ Environment joined(Environment one, const Environment& other) {
   return one;
 }
 
-// How many System V shared memory segments there are that the process has made. They live on until
-// the X server, too, has let go of them.
-int sharedSegmentsOf(pid_t process) {
+// The permissions of the System V shared memory segments that the process has made. They live on
+// until the X server, too, has let go of them.
+std::vector<int> sharedSegmentsOf(pid_t process) {
   std::ifstream stream("/proc/sysvipc/shm");
   std::string line;
   std::getline(stream, line); // the columns' names
-  int count = 0;
+  std::vector<int> permissions;
   while (std::getline(stream, line)) {
     std::istringstream words(line);
-    long key = 0, id = 0, permissions = 0, size = 0;
+    long key = 0, id = 0, size = 0;
+    int mode = 0;
     pid_t creator = 0;
-    words >> key >> id >> permissions >> size >> creator;
-    count += creator == process;
+    words >> key >> id >> std::oct >> mode >> std::dec >> size >> creator;
+    if (creator == process) permissions.push_back(mode & 0777);
   }
-  return count;
+  return permissions;
 }
 
 class Robustness : public testing::TestWithParam<Delivery> {
@@ -169,8 +170,10 @@ TEST_P(Robustness, OfTheServersThroughAHundredWindows) {
   program.ask("cycle 10");
   expectAlive(program);
   const std::vector<std::string> app = observer_.resources(), here = local.resources();
-  const int segments = sharedSegmentsOf(program.pid());
-  EXPECT_GT(segments, 0) << "nothing to count";
+  const std::vector<int> segments = sharedSegmentsOf(program.pid());
+  // What a window shows is nobody's but its user's.
+  EXPECT_EQ(segments, std::vector<int>(segments.size(), 0600));
+  EXPECT_FALSE(segments.empty()) << "nothing to count";
   program.ask("cycle 100");
   program.ask("forget alive");
   program.ask("destroy alive");
@@ -182,9 +185,9 @@ TEST_P(Robustness, OfTheServersThroughAHundredWindows) {
   EXPECT_EQ(local.resources(), here);
   const pid_t process = program.pid();
   EXPECT_TRUE(observer_.waitFor(None, [&] { return sharedSegmentsOf(process) == segments; }))
-      << sharedSegmentsOf(process) << " in place of " << segments;
+      << sharedSegmentsOf(process).size() << " in place of " << segments.size();
   EXPECT_EQ(program.end(), 0) << program.errors();
-  EXPECT_TRUE(observer_.waitFor(None, [&] { return sharedSegmentsOf(process) == 0; }));
+  EXPECT_TRUE(observer_.waitFor(None, [&] { return sharedSegmentsOf(process).empty(); }));
 }
 
 TEST_P(Robustness, OfAProgramThatLoadsGlLateAndLetsGoOfIt) {

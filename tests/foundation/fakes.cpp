@@ -6,6 +6,7 @@
 #include <langinfo.h>
 #include <locale.h>
 #include <new>
+#include <sys/auxv.h>
 #include <sys/types.h>
 
 Fakes fakes;
@@ -77,6 +78,11 @@ int __wrap_gettimeofday(timeval* now, void* zone) {
   if (!fakes.now) return __real_gettimeofday(now, zone);
   *now = *fakes.now;
   return 0;
+}
+
+unsigned long __real_getauxval(unsigned long);
+unsigned long __wrap_getauxval(unsigned long type) {
+  return type == AT_SECURE && fakes.privileged ? 1 : __real_getauxval(type);
 }
 
 void* __real_malloc(size_t);

@@ -16,6 +16,8 @@ struct Fakes {
   // readlink: the text that every link holds; an empty text fails.
   std::optional<std::string> link;
   std::optional<timeval> now;
+  // getauxval(AT_SECURE): the program has more rights than its caller.
+  bool privileged = false;
 
   // dlopen, dlsym: handled here first; nullopt passes the call on.
   std::function<std::optional<void*>(const std::string& file)> dlopen;

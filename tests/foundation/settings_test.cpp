@@ -258,6 +258,21 @@ TEST_F(SettingsTest, TheAdminFileIsOneOfTheCurrentDirectory) {
   EXPECT_EQ("admin", text());
 }
 
+// Their caller must not choose where they write a log, or which X server they trust.
+TEST_F(SettingsTest, ProgramsWithMoreRightsThanTheirCallerHaveTheSystemFileAlone) {
+  writeAdminFile(key("admin"));
+  setVariable("environment");
+  writeUserFile(key("user"));
+  writeSystemFile(key("system"));
+  fakes.privileged = true;
+  EXPECT_EQ("system", text());
+  const zol::SettingsPaths paths("zol-gl.conf");
+  EXPECT_EQ(nullptr, paths.admin);
+  EXPECT_EQ(nullptr, paths.user);
+  fakes.privileged = false;
+  EXPECT_EQ("admin", text());
+}
+
 TEST_F(SettingsTest, TheSystemFileIsInEtcZol) {
   fakes.paths = {{"/etc/zol/zol-gl.conf", write("other", key("system"))}};
   EXPECT_EQ("system", text());

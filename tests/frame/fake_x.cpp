@@ -213,8 +213,15 @@ int shmdt(const void* address) noexcept {
   return 0;
 }
 
-int shmctl(int id, int command, struct shmid_ds*) noexcept {
-  call("shmctl %d %s", id, command == IPC_RMID ? "IPC_RMID" : "?");
+int shmctl(int id, int command, struct shmid_ds* state) noexcept {
+  if (command == IPC_STAT) {
+    state->shm_perm.mode = 0777;
+    return 0;
+  }
+  if (command == IPC_SET)
+    call("shmctl %d IPC_SET 0%o", id, state->shm_perm.mode);
+  else
+    call("shmctl %d %s", id, command == IPC_RMID ? "IPC_RMID" : "?");
   return 0;
 }
 

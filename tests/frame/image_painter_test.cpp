@@ -35,6 +35,7 @@ const Lines sharedSetup = {"XGetVisualInfo 0x1 0x21",
                            "XSync 0",
                            "XShmAttach 7 read-only 0",
                            "XSync 0",
+                           "shmctl 7 IPC_SET 0600",
                            "shmctl 7 IPC_RMID",
                            "XShmPutImage 0x200003 gc 0 0 0 0 10x5 event 0",
                            "XSync 0"};

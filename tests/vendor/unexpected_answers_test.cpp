@@ -194,6 +194,18 @@ TEST_F(UnexpectedAnswer, WithANameThatJustFitsIsTried) {
                                     name + ".so.0'..."));
 }
 
+// A server that a program merely shows its windows on has no say in what files are loaded.
+TEST_F(UnexpectedAnswer, WithAPathIsPassedOver) {
+  announce("x/../../recorder ../recorder recorder");
+  EXPECT_EQ(enter(), 1);
+  const Lines lines = logged();
+  for (const char* path : {"x/../../recorder", "../recorder"}) {
+    EXPECT_TRUE(hasLine(lines, "W " + kFind + ": System vendor name '" + path +
+                                   "' is a path, skipping"));
+    EXPECT_FALSE(hasLine(lines, "<any>'libGLX_" + std::string(path) + "<any>"));
+  }
+}
+
 TEST_F(UnexpectedAnswer, WithANameTooLongByOneIsPassedOver) {
   const std::string name(243, 'v');
   announce(name + " recorder");
