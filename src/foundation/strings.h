@@ -8,6 +8,6 @@
 // the first entry is written even when maxParts is 0.
 unsigned zolStrsplit(const char* text, char** parts, unsigned maxParts, const char* delimiters);
 
-// Joins path components, ended by a null pointer, with single slashes. A heap string, or null when
-// the path is too long.
+// Joins path components, ended by a null pointer, with single slashes. A heap string, an empty one
+// without any component; null when the path is too long.
 [[gnu::sentinel]] char* zolBuildFilename(const char* first, ...);
