@@ -66,12 +66,12 @@ bool forcesBestConfig(const LocalVisualInfo* lvi) {
   return zol::conf::settings().forceBestFbconfig && lvi->fbConfigs != nullptr;
 }
 
-// The program's list up to its first zero word, be it a value, and the debug flag behind it. A
-// flags pair that is there already is not merged: drivers take the last one. Cut behind a name, the
-// list is out of step, so a second zero ends it for those who read pairs.
+// The program's list, if any, up to its first zero word, be it a value, and the debug flag behind
+// it. A flags pair that is there already is not merged: drivers take the last one. Cut behind a
+// name, the list is out of step, so a second zero ends it for those who read pairs.
 std::vector<int> withDebugFlag(const int* attribs) {
   std::vector<int> list;
-  for (; *attribs != 0; ++attribs)
+  for (; attribs != nullptr && *attribs != 0; ++attribs)
     list.push_back(*attribs);
   list.insert(list.end(), {GLX_CONTEXT_FLAGS_ARB, GLX_CONTEXT_DEBUG_BIT_ARB, 0, 0});
   return list;
@@ -174,7 +174,7 @@ GLXContext zol_glXCreateContextAttribsARB(Display* dpy, GLXFBConfig config, GLXC
     ZOLGL_DEBUG("forcing fbconfig %x", hex32(config));
   }
   std::vector<int> debugList;
-  if (zol::conf::settings().addGlDebugCallback && attribs != nullptr) {
+  if (zol::conf::settings().addGlDebugCallback) {
     debugList = withDebugFlag(attribs);
     attribs = debugList.data();
     ZOLGL_INFO("Added GLX_CONTEXT_FLAGS_ARB and GLX_CONTEXT_DEBUG_BIT_ARB to the attrib list");

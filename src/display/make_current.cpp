@@ -111,7 +111,7 @@ static Bool releaseCurrent(TSD* tsd, const char* label, Unbind unbind) {
   MutexLock lock(getLocalDisplayMutex());
   const Bool released = unbind(local);
   lock.unlock();
-  setCurrent(tsd, nullptr, nullptr, nullptr);
+  if (released) setCurrent(tsd, nullptr, nullptr, nullptr);
   return released;
 }
 

@@ -42,6 +42,13 @@ protected:
     return context;
   }
 
+  // Because the two displays are one.
+  void expectRefusal() {
+    EXPECT_TRUE(
+        hasLine(logged(), "E " + kSetup + "Local display is the same as the application display."));
+    EXPECT_EQ(driverCalls(kQueries), Lines{});
+  }
+
   std::string lviLine(GLXFBConfig config) {
     return kFoundLVI + "LVI found for fbconfig " + address(config) + " (local visual <hex>).";
   }
@@ -216,6 +223,16 @@ TEST_F(ContextCalls, ByAttributesCanBeMadeDebugContexts) {
   EXPECT_EQ(attribs[4], 0);
 }
 
+TEST_F(ContextCalls, ByNoAttributesCanBeMadeDebugContextsToo) {
+  set("ZOL_GL_ADD_GL_DEBUG_CALLBACK", "1");
+  open();
+  firstContext();
+  byAttribs_(display_, configs_.doubled, nullptr, True, nullptr);
+  EXPECT_LINES(driverCalls(kQueries),
+               {"glXCreateContextAttribsARB(local, fb1, NULL, 1, {GLX_CONTEXT_FLAGS_ARB=1, 0}) = "
+                "ctx2"});
+}
+
 // The program's flags stay where they are; the appended pair follows them.
 TEST_F(ContextCalls, ByAttributesDoNotMergeTheDebugFlag) {
   set("ZOL_GL_ADD_GL_DEBUG_CALLBACK", "1");
@@ -311,13 +328,27 @@ TEST_F(ContextCalls, FailWhenTheLocalDisplayIsTheApplicationDisplay) {
   for (int attempt = 0; attempt < 2; ++attempt) {
     forget();
     EXPECT_EQ(byVisual_(display_, &visuals_.doubled, nullptr, True), nullptr);
-    EXPECT_TRUE(
-        hasLine(logged(), "E " + kSetup + "Local display is the same as the application display."));
-    EXPECT_EQ(driverCalls(kQueries), Lines{});
+    expectRefusal();
   }
+  const GLXFBConfig config = configs_.doubled;
+  const int none[] = {None};
+  const Pixmap pixmap = XCreatePixmap(display_, window, 8, 8, 24);
+  EXPECT_EQ(GL_OF(host(), glXCreateNewContext)(display_, config, GLX_RGBA_TYPE, nullptr, True),
+            nullptr);
+  expectRefusal();
+  EXPECT_EQ(GL_OF(host(), glXCreateContextAttribsARB)(display_, config, nullptr, True, none),
+            nullptr);
+  expectRefusal();
+  EXPECT_EQ(GL_OF(host(), glXCreatePbuffer)(display_, config, none), None);
+  expectRefusal();
+  EXPECT_EQ(GL_OF(host(), glXCreatePixmap)(display_, config, pixmap, none), None);
+  expectRefusal();
+  EXPECT_EQ(GL_OF(host(), glXCreateGLXPixmap)(display_, &visuals_.doubled, pixmap), None);
+  expectRefusal();
+  EXPECT_EQ(GL_OF(host(), glXCreateWindow)(display_, config, window, none), None);
+  expectRefusal();
   EXPECT_EQ(GL_OF(host(), glXMakeCurrent)(display_, window, nullptr), False);
-  EXPECT_TRUE(
-      hasLine(logged(), "E " + kSetup + "Local display is the same as the application display."));
+  expectRefusal();
 }
 
 TEST_F(ContextCalls, FailWhenTheSecondConnectionCannotBeOpened) {
@@ -414,14 +445,26 @@ RIG_SCENARIO(createsAContextOnAPlainServer) {
   return 98;
 }
 
+RIG_SCENARIO(createsAPbufferOnAPlainServer) {
+  VendorHost host;
+  if (host.enter() != 1) return 99;
+  Display* const display = XOpenDisplay(std::getenv("ZOL_RIG_PLAIN"));
+  const int none[] = {None};
+  GL_OF(host, glXCreatePbuffer)(display, nullptr, none);
+  return 98;
+}
+
 TEST_F(ForeignDisplay, EndsTheProcess) {
-  const ScenarioResult result = runScenario("createsAContextOnAPlainServer");
-  EXPECT_EQ(result.exitStatus, 20);
-  EXPECT_TRUE(hasLine(texts(LogFile(testDirectory(), result.process).all()),
-                      "E " + kSetup +
-                          "You should install Xzol to use ZOL (ZOL-V1 extension not "
-                          "found on " +
-                          std::getenv("ZOL_RIG_PLAIN") + ")."));
+  for (const char* scenario : {"createsAContextOnAPlainServer", "createsAPbufferOnAPlainServer"}) {
+    const ScenarioResult result = runScenario(scenario);
+    EXPECT_EQ(result.exitStatus, 20) << scenario;
+    EXPECT_TRUE(hasLine(texts(LogFile(testDirectory(), result.process).all()),
+                        "E " + kSetup +
+                            "You should install Xzol to use ZOL (ZOL-V1 extension not "
+                            "found on " +
+                            std::getenv("ZOL_RIG_PLAIN") + ")."))
+        << scenario;
+  }
 }
 
 } // namespace

@@ -1,7 +1,8 @@
 // Calls that cannot be carried out because one of the two displays does not answer as it should.
 
-#include "rig/fixture.h"
+#include "rig/lock_probe.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <cstring>
@@ -262,6 +263,20 @@ TEST_F(LocalDisplayName, ThatTheServerDoesNotTellIsTheFirst) {
   expectTheFirstDisplayTried({kGetGLDisplay, 1, 0, 1});
 }
 
+// The server leaves it to the environment.
+TEST_F(LocalDisplayName, ThatIsEmptyIsTheEnvironments) {
+  open();
+  set("DISPLAY", localName());
+  lie = {kGetGLDisplay, 8, 0, 4};
+  EXPECT_NE(createContext(display_, visuals_.doubled), nullptr);
+  EXPECT_EQ(told, 1);
+  EXPECT_EQ(outside::openedDisplays().back(), "(null)");
+  const Lines lines = logged();
+  EXPECT_FALSE(hasLine(lines, kNoName));
+  EXPECT_TRUE(hasLine(lines, "I " + kGetLocalDisplayLabel +
+                                 ": opened local display (null) mapped to " + address(display_)));
+}
+
 TEST_F(LocalDisplayName, ThatIsLongerThanWhatWasSentIsNone) {
   expectTheFirstDisplayTried({kGetGLDisplay, 8, 0x7ffffff0, 4});
 }
@@ -288,6 +303,33 @@ TEST_F(WithoutALocalDisplay, AnAnswerAboutAWindowIsReadToItsEnd) {
   lie = {};
   EXPECT_EQ(told, 1);
   EXPECT_EQ(discarded, std::vector<unsigned long>{3});
+}
+
+// The second one begins while the first is still opening the connection for both.
+TEST_F(WithoutALocalDisplay, TwoThreadsThatBeginAtOnceOpenOne) {
+  open();
+  const auto openedSoFar = [this] {
+    const Lines names = outside::openedDisplays();
+    return std::count(names.begin(), names.end(), localName());
+  };
+  const auto before = openedSoFar();
+  std::atomic<pid_t> id{0};
+  std::atomic<bool> done{false};
+  std::thread second;
+  opened = localName();
+  whileOpening = [&] {
+    second = std::thread([&] {
+      id = gettid();
+      EXPECT_NE(createContext(display_, visuals_.doubled), nullptr);
+      done = true;
+    });
+    while (!done && (id == 0 || !waitsForLock(id)))
+      std::this_thread::yield();
+    EXPECT_FALSE(done);
+  };
+  std::thread([&] { EXPECT_NE(createContext(display_, visuals_.doubled), nullptr); }).join();
+  second.join();
+  EXPECT_EQ(openedSoFar(), before + 1);
 }
 
 // The other thread is still opening its connection when this one is done with its own.

@@ -192,6 +192,19 @@ TEST_F(MakeCurrent, ThatTheDriverRefusesLeavesTheBindingOnRecord) {
   expectCurrent(window_, window_, context_);
 }
 
+TEST_F(MakeCurrent, ThatTheDriverDoesNotReleaseStaysOnRecord) {
+  open();
+  bound(window_, context_);
+  recorder().fail("glXMakeCurrent");
+  EXPECT_EQ(makeCurrent(display_, None, nullptr), False);
+  expectCurrent(window_, window_, context_);
+  recorder().fail("glXMakeContextCurrent");
+  EXPECT_EQ(makeContextCurrent_(display_, None, None, nullptr), False);
+  expectCurrent(window_, window_, context_);
+  EXPECT_EQ(makeCurrent(display_, None, nullptr), True);
+  expectCurrent(None, None, nullptr);
+}
+
 TEST_F(MakeCurrent, FailsForAWindowThatDoesNotExist) {
   open();
   bound(window_, context_);

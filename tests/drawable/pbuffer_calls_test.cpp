@@ -285,6 +285,18 @@ TEST_F(Pbuffers, AreDrawnToWithoutAnyReadback) {
                                "glViewport(0, 0, 20, 10)"});
 }
 
+TEST_F(Pbuffers, AreLeftForOneAnotherWithoutAFlush) {
+  open();
+  const GLXPbuffer first = createPbuffer();
+  const GLXPbuffer second = createPbuffer();
+  ASSERT_EQ(makeCurrent(display_, first, context_), True);
+  forget();
+  EXPECT_EQ(makeCurrent(display_, second, context_), True);
+  EXPECT_EQ(GL_OF(host(), glXMakeContextCurrent)(display_, first, first, context_), True);
+  EXPECT_LINES(driverCalls(), {"glXMakeCurrent(local, pbuffer2, ctx1)",
+                               "glXMakeContextCurrent(local, pbuffer1, pbuffer1, ctx1)"});
+}
+
 // The record goes by the program's configuration, whichever the driver was given: a context of the
 // best one is of another.
 TEST_F(Pbuffers, AreOnRecordWithTheConfigThatWasAskedFor) {

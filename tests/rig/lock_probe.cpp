@@ -20,6 +20,8 @@ std::string systemCall(pid_t thread) {
   return line;
 }
 
+} // namespace
+
 // Waiting for the same lock at both looks, so not for one that is let go of in between.
 bool waitsForLock(pid_t thread) {
   const std::string first = systemCall(thread);
@@ -27,8 +29,6 @@ bool waitsForLock(pid_t thread) {
   std::this_thread::sleep_for(std::chrono::milliseconds(5));
   return systemCall(thread) == first;
 }
-
-} // namespace
 
 LockProbe::LockProbe(std::string function, std::function<void()> question)
     : function_(std::move(function)), question_(std::move(question)) {

@@ -10,6 +10,9 @@
 
 namespace zol::rig {
 
+// Whether a thread of this process waits for a lock that nobody lets go of in between.
+bool waitsForLock(pid_t thread);
+
 // Tells whether the library holds a lock while it is inside a function of the driver, or one of the
 // watched ones outside: at the next call of that function another thread asks the library a
 // question that takes the lock, and either gets its answer or waits.
