@@ -106,9 +106,22 @@ void logsABuildInFull() {
   EXPECT_EQ(entry->numFBConfigs, 3);
   EXPECT_EQ(entry->bestConfig, 2);
   EXPECT_EQ(entry->bestFBConfig(), fake::config(2));
-  EXPECT_EQ(recording::calls()[0], "XGetVisualInfo app mask 0x2 screen 1 id 0x0, map locked");
-  EXPECT_EQ(recording::calls()[1], "glXQueryExtensionsString app 1");
-  EXPECT_EQ(recording::calls()[2], "glXQueryExtensionsString local 2");
+  Lines calls = recording::calls();
+  std::erase_if(calls, [](const std::string& call) { return call.starts_with("glXGetConfig "); });
+  EXPECT_EQ(
+      calls,
+      (Lines{"XGetVisualInfo app mask 0x2 screen 1 id 0x0, map locked",
+             "glXQueryExtensionsString app 1", "glXQueryExtensionsString local 2",
+             // 0x21
+             "glXChooseFBConfig local 2", "glXGetFBConfigAttrib local 0x101 0x8013",
+             "glXGetFBConfigAttrib local 0x101 0x186a1", "glXGetVisualFromFBConfig local 0x101",
+             "glXGetVisualFromFBConfig local 0x102", "glXGetVisualFromFBConfig local 0x103",
+             "glXGetFBConfigAttrib local 0x103 0x8013",
+             // 0x23
+             "glXChooseFBConfig local 2",
+             // 0x24
+             "glXChooseFBConfig local 2", "glXGetFBConfigAttrib local 0x103 0x8013",
+             "glXGetFBConfigAttrib local 0x103 0x186a1", "glXGetVisualFromFBConfig local 0x103"}));
 }
 
 } // namespace
@@ -200,6 +213,31 @@ TEST(BuildingTheVisualMap, TakesTheLocalDisplaysMutexInsideTheMaps) {
   });
 }
 
+TEST(BuildingTheVisualMap, KeepsTheOrderOfTheVisuals) {
+  inAProcessOfItsOwn([] {
+    fake::World& world = threeConfigs(0, 0, 0);
+    world.appVisuals = {{0x25, 24, fake::rgba(true)},
+                        {0x21, 24, {{GLX_USE_GL, 0}}},
+                        {0x23, 24, fake::rgba(true)},
+                        {0x24, 24, fake::rgba(true)}};
+    build();
+    std::vector<unsigned int> ids;
+    for (const LocalVisualInfo* entry : entries())
+      ids.push_back(entry->appVisual.visualId);
+    EXPECT_EQ(ids, (std::vector<unsigned int>{0x25, 0x23, 0x24}));
+  });
+}
+
+// Whatever it is, but nothing more is known of it.
+TEST(BuildingTheVisualMap, LeavesOutAVisualWhoseSupportOfOpenGLIsZeroOnly) {
+  inAProcessOfItsOwn([] {
+    threeConfigs(0, 0, 0).appVisuals = {{0x21, 24, {{GLX_USE_GL, 2}, {GLX_DOUBLEBUFFER, 1}}}};
+    build();
+    EXPECT_EQ(messages().at(3), "INFO adding id 21 (0)");
+    EXPECT_EQ(entries().at(0)->appVisual.useGL, 2);
+  });
+}
+
 TEST(BuildingTheVisualMap, NotesWhetherAVisualIsDoubleBuffered) {
   inAProcessOfItsOwn([] {
     fake::World& world = threeConfigs(0, 0, 0);
@@ -264,6 +302,21 @@ TEST(BuildingTheVisualMap, ReportsMultisamplingOfBothDisplays) {
     EXPECT_EQ(messages()[1], "INFO App display supports multisampling");
     EXPECT_EQ(messages()[2], "INFO Local display supports multisampling");
   });
+}
+
+TEST(BuildingTheVisualMap, ReadsTheSamplesOfADisplayWithMultisampling) {
+  const auto samples = [](const char* appExtensions, const char* localExtensions) {
+    fake::World& world = threeConfigs(4, 4, 4, 8);
+    world.localVisuals = {{0x81, 24, fake::rgba(true, 0, 4)}};
+    world.appExtensions = appExtensions;
+    world.localExtensions = localExtensions;
+    build();
+    return std::pair(entries().at(0)->appVisual.samples, entries().at(0)->localVisual.samples);
+  };
+  const char* const multisample = "GLX_ARB_multisample";
+  inAProcessOfItsOwn([&] { EXPECT_EQ(samples(multisample, multisample), std::pair(8, 4)); });
+  inAProcessOfItsOwn([&] { EXPECT_EQ(samples(multisample, "GLX_A"), std::pair(8, 0)); });
+  inAProcessOfItsOwn([&] { EXPECT_EQ(samples("GLX_A", multisample), std::pair(0, 4)); });
 }
 
 TEST(BuildingTheVisualMap, DoesNotAskTheLocalDisplayWhenMultisamplingIsSwitchedOff) {
