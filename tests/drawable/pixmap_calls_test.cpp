@@ -324,6 +324,39 @@ TEST_F(GLXPixmaps, AreCopiedBackWhenTheProgramFinishesOrFlushes) {
   }
 }
 
+// What a program sends next goes out with it.
+TEST_F(GLXPixmaps, AreCopiedBackWithoutAFlushOfTheProgramsConnection) {
+  open();
+  const Pixmap pixmap = createAppPixmap(7, 5);
+  const GLXPixmap made = create_(display_, configs_.doubled, pixmap, nullptr);
+  fillLocal(local_, argument(driverCalls().back(), 2), 0x123456);
+  ASSERT_EQ(makeCurrent(display_, made, context_), True);
+  Display* const other = openDisplay();
+  const auto before = pixels(other, pixmap, 7, 5);
+  const std::vector<std::uint32_t> after(35, 0x123456);
+  ASSERT_NE(before, after);
+  GL_OF(host(), glFinish)();
+  EXPECT_EQ(pixels(other, pixmap, 7, 5), before);
+  XSync(display_, False);
+  EXPECT_EQ(pixels(other, pixmap, 7, 5), after);
+}
+
+TEST_F(GLXPixmaps, AreLeftWhenTheyCannotBeReadOrWritten) {
+  open();
+  const GLXPixmap made = create_(display_, configs_.doubled, createAppPixmap(7, 5), nullptr);
+  ASSERT_EQ(makeCurrent(display_, made, context_), True);
+  const auto finish = GL_OF(host(), glFinish);
+  forget();
+  for (const char* const function : {"XGetImage", "XCreateGC"}) {
+    outside::fail(function);
+    finish();
+    EXPECT_EQ(outside::calls("XPutImage"), 0) << function;
+    EXPECT_LINES(driverCalls(), {"glFinish()"});
+  }
+  finish();
+  EXPECT_EQ(outside::calls("XPutImage"), 1);
+}
+
 // The record goes by the program's configuration, whichever the driver was given: a context of the
 // best one is of another.
 TEST_F(GLXPixmaps, AreOnRecordWithTheConfigThatWasAskedFor) {

@@ -135,14 +135,14 @@ TEST_F(FrontBuffer, IsLeftWithoutAReadbackWhenNothingWasDrawn) {
 TEST_F(FrontBuffer, IsReadBackWhenItIsLeftAfterDrawing) {
   openDoubled();
   drawTo(GL_FRONT);
-  recorder().setQueryResult(7);
+  recorder().setQueryResult(1);
   drawBuffer_(GL_BACK);
   const Lines lines = logged();
   EXPECT_LINES(
       Lines(lines.begin(), lines.begin() + 5),
       (foundLines("BACK (0x405)", "FRONT", 1) +
        Lines{debugLine(kDrawBuffer, "mode 405 - Finishing query"),
-             debugLine(kDrawBuffer, "switch from front to back after drawing 7 pixels...")}));
+             debugLine(kDrawBuffer, "switch from front to back after drawing 1 pixels...")}));
   EXPECT_EQ(lines[lines.size() - 2], debugLine(kReadbackLabel, "DONE"));
   EXPECT_EQ(lines.back(), done_[0]);
   const Lines calls = driverCalls();
