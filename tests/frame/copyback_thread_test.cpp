@@ -1,5 +1,6 @@
 #include "rig/fixture.h"
 
+#include <algorithm>
 #include <atomic>
 #include <csignal>
 #include <cstdint>
@@ -94,9 +95,14 @@ public:
     if (!makeCurrent(display, window, createContext(display, visuals_.doubled))) return 99;
     swap(display, window);
     if (!eventually(outside::deliveryIsHeld)) return 98;
-    std::thread([this] {
+    std::thread([this, display, window] {
       if (!eventually([this] { return isStopping(); })) _exit(97);
+      recorder().take();
+      swap(display, window); // too late for a frame
+      if (hasLine(texts(recorder().take()), "glReadPixels(<any>")) _exit(96);
       outside::letDeliveriesPass();
+      while (true)
+        pause(); // the process ends it
     }).detach();
     return 0;
   }
@@ -115,9 +121,13 @@ RIG_SCENARIO(endsBeforeADelivery) {
 TEST_F(CopybackThreadOfTheProcess, EndsWithoutTheFrameThatItSleepsBefore) {
   const ScenarioResult result = runScenario("endsBeforeADelivery");
   EXPECT_EQ(result.exitStatus, 0);
-  EXPECT_LINES(textsOfOtherThreads(LogFile(testDirectory(), result.process).all(), result.process),
-               {"D void zol::gl::CopybackThread::svc(): START",
-                "D void zol::gl::CopybackThread::svc(): DONE"});
+  const std::vector<LogRecord> log = LogFile(testDirectory(), result.process).all();
+  const auto first = std::find_if(log.begin(), log.end(), [&](const LogRecord& record) {
+    return record.thread != result.process;
+  });
+  ASSERT_NE(first, log.end());
+  EXPECT_LINES(textsOfThread(log, first->thread), {"D void zol::gl::CopybackThread::svc(): START",
+                                                   "D void zol::gl::CopybackThread::svc(): DONE"});
 }
 
 } // namespace
