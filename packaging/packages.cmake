@@ -12,6 +12,9 @@ set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
   OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
+if(CMAKE_LIBRARY_ARCHITECTURE STREQUAL "i386-linux-gnu")
+  set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE i386) # not the machine's
+endif()
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
@@ -52,11 +55,6 @@ macro(zol_package component name section multiarch description)
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name} COMPONENT ${component})
 endmacro()
 
-# The server that modules are built for: its module loader refuses those of another.
-pkg_get_variable(video_abi xorg-server abi_videodrv)
-string(REGEX MATCH "^[0-9]+" video_abi "${video_abi}")
-set(same "(= ${PROJECT_VERSION})")
-
 zol_package(library libglx-zol0 libs same
   "GL vendor library that renders on another X server
 OpenGL programs on a virtual or remote X server, which has no GPU, get the GPU
@@ -69,6 +67,21 @@ xserver-xorg-zol; programs are not changed, wrapped or preloaded."
   RECOMMENDS "xserver-xorg-zol"
   SUGGESTS "zol-utils"
   CONTROL_EXTRA ${library_control})
+
+zol_package(softgpu libglx-zolsoft0 libs same
+  "GL vendor library for X servers without a GPU to render on
+Mesa's software renderer with one difference: the picture of an off-screen
+buffer can be read back after a buffer swap, as it can with drivers of GPUs.
+The library of the package libglx-zol0 needs that of the X server that it
+renders on, so this one lets it work where there is no GPU."
+  DEPENDS "libglx0, libglx-mesa0, libgl1-mesa-dri"
+  CONTROL_EXTRA ${library_control})
+
+if(NOT ZOL_PROGRAMS_OF)
+# The server that modules are built for: its module loader refuses those of another.
+pkg_get_variable(video_abi xorg-server abi_videodrv)
+string(REGEX MATCH "^[0-9]+" video_abi "${video_abi}")
+set(same "(= ${PROJECT_VERSION})")
 
 zol_package(server xserver-xorg-zol x11 foreign
   "X server without a GPU whose programs render on another X server
@@ -91,14 +104,6 @@ manual of the settings and an annotated settings file."
   DEPENDS "libglx-zol0 ${same}, xserver-xorg-zol ${same}"
   RECOMMENDS "libglx-zolsoft0 ${same}"
   SUGGESTS "mesa-utils")
-
-zol_package(softgpu libglx-zolsoft0 libs same
-  "GL vendor library for X servers without a GPU to render on
-Mesa's software renderer with one difference: the picture of an off-screen
-buffer can be read back after a buffer swap, as it can with drivers of GPUs.
-The library of the package libglx-zol0 needs that of the X server that it
-renders on, so this one lets it work where there is no GPU."
-  DEPENDS "libglx0, libglx-mesa0, libgl1-mesa-dri"
-  CONTROL_EXTRA ${library_control})
+endif()
 
 include(CPack)

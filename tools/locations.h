@@ -18,6 +18,9 @@ constexpr char kVendorLibrary[] = "libGLX_zol.so.0";
 // The folder that has the GLVND vendor library `fileName`; empty when none has.
 std::filesystem::path vendorLibraryFolder(const std::filesystem::path& fileName);
 
+// Where it lies for 32-bit programs, seen from a 64-bit one; empty when it does not.
+std::filesystem::path vendorLibraryFolder32(const std::filesystem::path& fileName);
+
 // Whether the dynamic loader looks into the folder unasked.
 bool isSystemLibraryFolder(const std::filesystem::path& folder);
 

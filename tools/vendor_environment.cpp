@@ -30,22 +30,29 @@ bool hasFolder(const std::string& path, const fs::path& folder) {
   return false;
 }
 
+// Whether the loader finds what is in the folder when it looks into those of the path as well.
+bool isFound(const fs::path& folder, const std::string& path) {
+  return folder.empty() || isSystemLibraryFolder(folder) || hasFolder(path, folder);
+}
+
 } // namespace
 
 VendorEnvironment vendorEnvironment(const DisplayFacts& application) {
-  VendorEnvironment environment{.folder = vendorLibraryFolder(kVendorLibrary), .variables = {}};
-  if (!environment.folder.empty() && !isSystemLibraryFolder(environment.folder)) {
-    const std::string before = environmentValue(kPathVariable);
-    if (!hasFolder(before, environment.folder)) {
-      environment.variables[kPathVariable] =
-          environment.folder.string() + (before.empty() ? "" : ":" + before);
-    }
-  }
+  VendorEnvironment environment{.folder = vendorLibraryFolder(kVendorLibrary)};
+  const std::string before = environmentValue(kPathVariable);
+  std::string path = before;
+  const auto add = [&](const fs::path& folder) {
+    if (!isFound(folder, path)) path = folder.string() + (path.empty() ? "" : ":" + path);
+  };
+  // The loader passes over libraries of the other word size.
+  add(vendorLibraryFolder32(kVendorLibrary));
+  add(environment.folder);
+  if (path != before) environment.variables[kPathVariable] = path;
   const std::string inherited = environmentValue(kVendorVariable);
   const bool isOverridden = !inherited.empty() && inherited != kVendor;
-  if (!application.announces(kVendor) || isOverridden) {
-    environment.variables[kVendorVariable] = kVendor;
-  }
+  const bool isNamed = application.announces(kVendor) && !isOverridden;
+  if (!isNamed) environment.variables[kVendorVariable] = kVendor;
+  environment.isNeeded = !isNamed || !isFound(environment.folder, before);
   return environment;
 }
 

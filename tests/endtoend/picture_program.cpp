@@ -1,5 +1,6 @@
 #include "endtoend/picture_program.h"
 
+#include <cstdlib>
 #include <stdexcept>
 
 namespace zol::endtoend {
@@ -19,7 +20,8 @@ Environment withDisplay(const std::string& display, Environment environment) {
 } // namespace
 
 std::string pictureFile() {
-  return ZOL_PICTURE;
+  const char* const other = std::getenv("ZOLTEST_PICTURE");
+  return other != nullptr ? other : ZOL_PICTURE;
 }
 
 PictureProgram::PictureProgram(const Folder& folder, const std::string& display,

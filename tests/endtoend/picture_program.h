@@ -47,7 +47,8 @@ private:
   std::map<int, std::deque<std::string>> answers_;
 };
 
-// The file itself, to be copied or linked.
+// The file itself, to be copied or linked: this build's, or what the variable ZOLTEST_PICTURE
+// names, which is of another word size.
 std::string pictureFile();
 
 } // namespace zol::endtoend

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <memory>
+#include <sys/resource.h>
 
 // A test asks for more memory than there is: the sanitizers then answer as malloc does.
 extern "C" [[gnu::visibility("default")]] const char* __asan_default_options() {
@@ -42,6 +43,21 @@ const Lines sharedSetup = {"XGetVisualInfo 0x1 0x21",
 const Lines plainSetup = {"XGetVisualInfo 0x1 0x21",
                           "XCreateImage depth 24 format 2 offset 0 10x5 pad 8 bytes per line 0",
                           "XInitImage", "XSync 0"};
+
+// 32-bit programs may have room for the largest piece of memory that can be asked for: not here.
+class NoRoomForTheLargest {
+public:
+  NoRoomForTheLargest() {
+    getrlimit(RLIMIT_AS, &before);
+    rlimit less = before;
+    less.rlim_cur = std::min<rlim_t>(less.rlim_cur, 1 << 30);
+    if (sizeof(void*) == 4) setrlimit(RLIMIT_AS, &less);
+  }
+  ~NoRoomForTheLargest() { setrlimit(RLIMIT_AS, &before); }
+
+private:
+  rlimit before{};
+};
 
 Lines operator+(Lines a, const Lines& b) {
   a.insert(a.end(), b.begin(), b.end());
@@ -369,6 +385,7 @@ TEST_F(AnImagePainter, DoesNotTakeTheOldSegmentForANewOne) {
 }
 
 TEST_F(AnImagePainter, FailsWhenThereIsNoMemoryForThePixels) {
+  const NoRoomForTheLargest limit;
   use(forcedPlain);
   EXPECT_FALSE(setup(1 << 30, 1 << 30));
   EXPECT_EQ(messages().end()[-2], "ERROR Could not allocate data for XImage");

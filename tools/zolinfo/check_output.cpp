@@ -50,7 +50,7 @@ void addLibrary(TextTable& table, const SelfCheck& check) {
   const std::string file = gl.libraryFile();
   table.add({"library", file.empty() ? "NOT LOADED" : file});
   if (!file.empty()) table.add({"  version", versionOf(gl.log)});
-  table.add({"  programs start", check.environment->isNeeded() ? "with zolrun" : "directly"});
+  table.add({"  programs start", check.environment->isNeeded ? "with zolrun" : "directly"});
   const char* label = "driver";
   for (const std::string& driver : gl.driverFiles())
     table.add({std::exchange(label, ""), driver});
@@ -148,7 +148,7 @@ void writeLibrary(JsonWriter& json, const SelfCheck& check) {
       .pair("file", gl.libraryFile())
       .pair("version", gl.log.version)
       .pair("wordSize", gl.log.wordSize)
-      .pair("needsZolrun", check.environment->isNeeded())
+      .pair("needsZolrun", check.environment->isNeeded)
       .endObject();
   json.key("driver").beginObject().pair("name", gl.log.driver).key("files").beginArray();
   for (const std::string& file : gl.driverFiles())

@@ -39,6 +39,9 @@ inline std::string argumentText(GLXContext context) {
 inline std::string argumentText(unsigned long xid) {
   return driver().nameOf(xid);
 }
+inline std::string argumentText(unsigned long long value) { // GLuint64, where long has 32 bits
+  return std::to_string(value);
+}
 inline std::string argumentText(GLXFBConfig config) {
   return config != nullptr ? config->name : "NULL";
 }
