@@ -43,6 +43,9 @@ TEST(ZolinfoFailures, TheApplicationDisplayCannotBeReached) {
                     "Set DISPLAY to a display that is there, and that you may use."));
 }
 
+constexpr char kAdmission[] =
+    "Start that X server, let its user admit you (xhost +si:localuser:NAME), or ";
+
 TEST(ZolinfoFailures, TheApplicationDisplayNeverAnswers) {
   const Zolinfo zolinfo;
   const SilentDisplay silent;
@@ -58,7 +61,7 @@ TEST(ZolinfoFailures, TheLocalDisplayNeverAnswers) {
   const auto server = startXzol({"--gl-display", silent.name()});
   EXPECT_EQ(failuresOf(zolinfo.run({}, {{"DISPLAY", server->name()}})),
             failure("Display " + silent.name() + " did not answer within 5 seconds.",
-                    std::string("Start that X server and see that you may use it, or ") + kByXzol));
+                    std::string(kAdmission) + kByXzol));
   const Outcome json = zolinfo.run({"--json"}, {{"DISPLAY", server->name()}});
   EXPECT_EQ(json.status, 1);
   EXPECT_NE(json.out.find("\"served\": false,"), std::string::npos);
@@ -68,22 +71,21 @@ TEST(ZolinfoFailures, TheLocalDisplayNeverAnswers) {
       << json.out;
   EXPECT_EQ(zolinfo.run({"--visuals"}, {{"DISPLAY", server->name()}}).out,
             failure("Display " + silent.name() + " did not answer within 5 seconds.",
-                    std::string("Start that X server and see that you may use it, or ") + kByXzol));
+                    std::string(kAdmission) + kByXzol));
 }
 
 TEST(ZolinfoFailures, TheLocalDisplayCannotBeReached) {
   const Zolinfo zolinfo;
   const auto server = startXzol({"--gl-display", ":59998"});
-  constexpr char kStart[] = "Start that X server and see that you may use it, or ";
   EXPECT_EQ(failuresOf(zolinfo.run({}, {{"DISPLAY", server->name()}})),
-            failure("Cannot connect to display :59998.", std::string(kStart) + kByXzol));
+            failure("Cannot connect to display :59998.", std::string(kAdmission) + kByXzol));
   EXPECT_EQ(
       failuresOf(zolinfo.run({}, {{"DISPLAY", server->name()}, {"ZOL_GL_DISPLAY", ":59997"}})),
-      failure("Cannot connect to display :59997.", std::string(kStart) + kByVariable));
+      failure("Cannot connect to display :59997.", std::string(kAdmission) + kByVariable));
   zolinfo.folder.write("zol-gl.conf", "[gl]\ngl-display = :59996\n");
   EXPECT_EQ(failuresOf(zolinfo.run({}, {{"DISPLAY", server->name()}})),
             failure("Cannot connect to display :59996.",
-                    std::string(kStart) + "name the display of the GPU in the user file " +
+                    std::string(kAdmission) + "name the display of the GPU in the user file " +
                         zolinfo.userFile() + "."));
 }
 
@@ -122,6 +124,19 @@ TEST(ZolinfoFailures, TheLocalDisplayIsTheApplicationDisplay) {
                 zolinfo.run({}, {{"DISPLAY", server->name()}, {"ZOL_GL_DISPLAY", server->name()}})),
             failure("The local display is the application display, " + server->name() + ".",
                     "Name the display of the GPU in the variable ZOL_GL_DISPLAY."));
+}
+
+// Mesa has no front buffer in a software pbuffer, and its swaps end programs with an X error.
+TEST(ZolinfoFailures, TheSoftwareRendererOfTheLocalDisplayCannotSwap) {
+  const Zolinfo zolinfo;
+  const auto local = startXzol({"--vendor-names", "mesa"});
+  const auto server = startXzol({"--gl-display", local->name()});
+  EXPECT_EQ(failuresOf(zolinfo.run({}, {{"DISPLAY", server->name()}})),
+            failure("A frame cannot be drawn: BadMatch (invalid parameter attributes).",
+                    "Start display " + local->name() +
+                        " with Xzol --vendor-names \"zolsoft mesa\", as software renderers need "
+                        "it, or use zolrun --headless, or " +
+                        kByXzol));
 }
 
 TEST(ZolinfoFailures, TheDriverOfTheLocalDisplayIsMissing) {

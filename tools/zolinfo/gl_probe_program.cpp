@@ -26,7 +26,9 @@ struct GL {
   decltype(&::glXCreateContext) createContext;
   decltype(&::glXMakeCurrent) makeCurrent;
   decltype(&::glXIsDirect) isDirect;
+  decltype(&::glXSwapBuffers) swapBuffers;
   decltype(&::glGetString) getString;
+  decltype(&::glFinish) finish;
 };
 
 // No value, and the reason, where GL is not there.
@@ -45,7 +47,8 @@ std::optional<GL> loadGL(const char*& reason) {
       find(gl.getClientString, "glXGetClientString") &&
       find(gl.queryServerString, "glXQueryServerString") && find(gl.getConfig, "glXGetConfig") &&
       find(gl.createContext, "glXCreateContext") && find(gl.makeCurrent, "glXMakeCurrent") &&
-      find(gl.isDirect, "glXIsDirect") && find(gl.getString, "glGetString");
+      find(gl.isDirect, "glXIsDirect") && find(gl.swapBuffers, "glXSwapBuffers") &&
+      find(gl.getString, "glGetString") && find(gl.finish, "glFinish");
   if (isWhole) return gl;
   reason = "libGL.so.1 lacks functions of GLX 1.2";
   return std::nullopt;
@@ -136,7 +139,7 @@ Window makeWindow(Display* display, const XVisualInfo& visual) {
                        CWBorderPixel | CWColormap, &attributes);
 }
 
-// Null for success, else what went wrong.
+// Null for success, else what went wrong. Errors of the local display end up with ours.
 const char* writeRenderer(const GL& gl, Display* display, XVisualInfo& visual) {
   const Window window = makeWindow(display, visual);
   const GLXContext context = gl.createContext(display, &visual, nullptr, True);
@@ -147,8 +150,10 @@ const char* writeRenderer(const GL& gl, Display* display, XVisualInfo& visual) {
   write("renderer", gl.getString(GL_RENDERER));
   write("vendor", gl.getString(GL_VENDOR));
   write("version", gl.getString(GL_VERSION));
+  gl.swapBuffers(display, window);
+  gl.finish();
   gl.makeCurrent(display, None, nullptr);
-  return nullptr;
+  return *firstXError ? "a frame cannot be drawn" : nullptr;
 }
 
 const char* ask(const GL& gl, Display* display) {

@@ -12,6 +12,9 @@ namespace {
 
 constexpr char kStartXzol[] = "Start \"Xzol :N\" and set DISPLAY to it, or use zolrun --headless.";
 
+constexpr char kAdmission[] =
+    "Start that X server, let its user admit you (xhost +si:localuser:NAME), or ";
+
 constexpr char kSingleThreaded[] = "__GL_SINGLE_THREADED";
 
 class Checker {
@@ -88,8 +91,7 @@ private:
     check_.localName = chooseLocalDisplay(check_.settings, check_.applicationName, application);
     const LocalDisplayName& local = *check_.localName;
     const std::string advice = adviceForName(local, check_.settings);
-    check_.local =
-        ask(kAbout, local.name, "Start that X server and see that you may use it, or " + advice);
+    check_.local = ask(kAbout, local.name, kAdmission + advice);
     if (!check_.local) return;
     checkIdentity(advice);
     const std::string display = "Display " + local.name;
@@ -157,9 +159,7 @@ private:
     if (gl.libraryFile().empty()) {
       fail("library", "The library does not take part" + reasonOf(gl) + ".", adviceForAbsence());
     } else if (!gl.error.empty()) {
-      fail("renderer", sentence(gl.error) + complaintsOf(gl) + ".",
-           "Try GL on the local display itself: DISPLAY=" + check_.localName->name +
-               " glxinfo -B.");
+      fail("renderer", sentence(gl.error) + complaintsOf(gl) + ".", adviceForFailure());
     } else if (gl.isSoftware()) {
       warn("renderer",
            "Rendering is done in SOFTWARE on display " + check_.localName->name +
@@ -182,6 +182,17 @@ private:
     for (const std::string& complaint : gl.log.complaints)
       text += (text.empty() ? ": " : "; ") + withoutStop(complaint);
     return text;
+  }
+
+  // Mesa's own software renderer keeps no picture of an off-screen buffer after a swap.
+  std::string adviceForFailure() const {
+    const std::string& display = check_.localName->name;
+    if (!check_.gl->isSoftware())
+      return "Try GL on the local display itself: DISPLAY=" + display + " glxinfo -B.";
+    return "Start display " + display +
+           " with Xzol --vendor-names \"zolsoft mesa\", as software renderers need it, or use "
+           "zolrun --headless, or " +
+           adviceForName(*check_.localName, check_.settings);
   }
 
   std::string adviceForAbsence() const {
