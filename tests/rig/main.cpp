@@ -26,8 +26,8 @@ extern char** environ;
 
 // The leak checker of GCC 12 crashes now and then on the thread-local storage of libraries that
 // were loaded at run time, so it does not look there; what only a thread's own state holds (its
-// connections) then looks lost and is not. The test named last has a connection that nobody can ever
-// close, because it belongs to no application display.
+// connections) then looks lost and is not. The test named last has a connection that nobody can
+// ever close, because it belongs to no application display.
 extern "C" __attribute__((visibility("default"))) const char* __lsan_default_options() {
   return "use_tls=0:print_suppressions=0";
 }
