@@ -1,5 +1,6 @@
 #include "foundation/foundation_test.h"
 
+#include <atomic>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <thread>
@@ -16,9 +17,17 @@ TEST_F(LogRace, IsLostByTheThreadThatComesLast) {
   openLogAt("debug", directory / "logs");
   fakes.paths["/proc/uptime"] = pipe;
   bool second = true;
-  std::thread other([&] { second = zol_open_log(); });
-  const int writer = open(pipe.c_str(), O_WRONLY); // the other one is reading from here on
-  ASSERT_GE(writer, 0);
+  std::atomic<bool> finished = false;
+  std::jthread other([&] {
+    second = zol_open_log();
+    finished = true;
+  });
+  int writer = -1; // the other one is reading once this end can be opened
+  while (writer < 0 && !finished) {
+    writer = open(pipe.c_str(), O_WRONLY | O_NONBLOCK);
+    std::this_thread::yield();
+  }
+  ASSERT_GE(writer, 0) << "the log was opened without a look at the uptime";
   {
     const std::lock_guard lock(fakesMutex);
     fakes.paths.erase("/proc/uptime");
