@@ -555,11 +555,17 @@ TEST_F(FBConfigs, CandidatesAreComparedWithoutTheLocalDisplaysMutex) {
   EXPECT_TRUE(first->held());
   first.reset();
 
-  std::optional<LockProbe> second;
-  recorder().setHook(function, [&] { second.emplace(function, question); }); // from the first on
-  getAttrib_(display_, candidate_, GLX_VISUAL_ID, &value);
-  EXPECT_TRUE(second->called());
-  EXPECT_FALSE(second->held());
+  // The configuration itself, the first candidate.
+  for (const int later : {1, 2}) {
+    std::optional<LockProbe> probe;
+    int calls = 0;
+    recorder().setHook(function, [&] {
+      if (++calls == later) probe.emplace(function, question); // at the call after this one
+    });
+    getAttrib_(display_, candidate_, GLX_VISUAL_ID, &value);
+    EXPECT_TRUE(probe->called());
+    EXPECT_FALSE(probe->held());
+  }
 }
 
 // Older names ----------------------------------------------------------------------------------
