@@ -14,7 +14,7 @@ namespace recording {
 
 namespace {
 
-std::string formatted(const char* format, va_list arguments) {
+[[gnu::format(printf, 1, 0)]] std::string formatted(const char* format, va_list arguments) {
   char text[8192];
   vsnprintf(text, sizeof(text), format, arguments);
   return text;
