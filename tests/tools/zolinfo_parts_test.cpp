@@ -61,11 +61,14 @@ TEST(ZolinfoLog, PicksTheLibrarysRecordsOutOfTheRest) {
       "D Nov 20 22:41:38:000006 7:7 ZOLGL (f): Could not find any compatible FBConfig for app "
       "visual id 22 - dropping item\n"
       "D Nov 20 22:41:38:000006 7:7 ZOLGL (f): Could not determine a local XVisual for app visual "
-      "2f - dropping item\n");
+      "2f - dropping item\n"
+      "XIO:  fatal IO error 0 (Success) on X server \":7\"\n");
   EXPECT_EQ(log.version, "1.2 (abc)");
   EXPECT_EQ(log.wordSize, "64");
   EXPECT_EQ(log.driver, "libGLX_x.so.0");
-  EXPECT_EQ(log.complaints, (std::vector<std::string>{"first", "second"}));
+  EXPECT_EQ(log.complaints,
+            (std::vector<std::string>{"first", "second",
+                                      "fatal IO error 0 (Success) on X server \":7\""}));
   ASSERT_EQ(log.visuals.size(), 3U);
   EXPECT_EQ(log.visuals.at(0x3f5).fbconfig, 0x160U);
   EXPECT_EQ(log.visuals.at(0x3f5).localVisual, 0x21U);

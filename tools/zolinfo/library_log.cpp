@@ -53,6 +53,8 @@ void readMapping(const std::string& message, LibraryLog& log) {
   }
 }
 
+constexpr char kLostConnection[] = "XIO:  "; // Xlib's last words before it ends the program
+
 // What Mesa says where it cannot do its work; other drivers are as terse as it gets.
 bool isDriversComplaint(const std::string& line) {
   return line.starts_with("libGL error: ") || line.starts_with("MESA-LOADER: ") ||
@@ -76,6 +78,7 @@ LibraryLog LibraryLog::parse(const std::string& text) {
   for (std::string line; std::getline(lines, line);) {
     const Record record = recordOf(line);
     if (isDriversComplaint(line)) log.complain(line);
+    if (line.starts_with(kLostConnection)) log.complain(line.substr(strlen(kLostConnection)));
     if (!record.level) continue;
     const std::string& message = record.message;
     takeBetween(message, "Vendor '", "' was selected for local display", log.driver);
