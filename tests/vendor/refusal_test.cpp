@@ -247,11 +247,13 @@ TEST_F(ExcludedProgram, IsNamedByEitherOfTheTwoLists) {
 }
 
 TEST_F(ExcludedProgram, IsFoundInAListOfMixedSeparators) {
-  const std::map<std::string, std::string> list{{"ZOL_GL_DENYLIST", "one:two three\tfour\nfive"}};
-  for (const char* name : {"one", "two", "three", "four", "five"}) {
+  // Each separator once after another name than the first.
+  const std::map<std::string, std::string> list{
+      {"ZOL_GL_DENYLIST", "one two:three four\tfive\nsix"}};
+  for (const char* name : {"one", "two", "three", "four", "five", "six"}) {
     expectExcluded(true, name, list);
   }
-  expectExcluded(false, "six", list);
+  expectExcluded(false, "seven", list);
 }
 
 } // namespace
