@@ -23,6 +23,10 @@ std::string hex(const void* pointer); // the low 32 bits
 std::string hex(unsigned long value);
 std::string address(const void* pointer);
 
+// What the library says that it was built with.
+inline const std::string kBanner =
+    "YRSO ZOL-GL <any> (" + std::to_string(8 * sizeof(void*)) + " bit version)";
+
 // The function labels that more than one test file meets.
 inline const std::string kMainLabel =
     "int __glx_Main(uint32_t, const __GLXapiExports*, __GLXvendorInfo*, __GLXapiImports*)";

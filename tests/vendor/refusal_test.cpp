@@ -6,7 +6,6 @@ using namespace zol::rig;
 
 namespace {
 
-const std::string kBanner = "YRSO ZOL-GL <any> (64 bit version)";
 const std::string kFind = "char* findSystemGLXVendor()";
 
 Lines offLines() {

@@ -14,7 +14,6 @@ namespace {
 const std::string kInit = "void zol_init(void*)";
 const std::string kFind = "char* findSystemGLXVendor()";
 const std::string kLookup = "void* glXGLVNDGetProcAddressInternal(const GLubyte*, bool)";
-const std::string kBanner = "YRSO ZOL-GL <any> (64 bit version)";
 
 // The driver's functions in the order in which the library asks for them.
 const char* const kDriverFunctions[] = {
@@ -482,8 +481,7 @@ TEST_F(StartUpProcess, PrintsItsVersionAndNoticeWhenAsked) {
   for (const char* variable : {"ZOL_GL_PRINT_VERSION", "ZOL_GL_VERBOSE"}) {
     const ScenarioResult result = run("enters", {{variable, "1"}});
     EXPECT_EQ(result.exitStatus, 0);
-    EXPECT_TRUE(matchesLine("YRSO ZOL-GL <any> (64 bit version)\n<any>\n<any>\n\n", result.err))
-        << result.err;
+    EXPECT_TRUE(matchesLine(kBanner + "\n<any>\n<any>\n\n", result.err)) << result.err;
     EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 4) << result.err;
   }
 }
