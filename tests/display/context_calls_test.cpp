@@ -233,6 +233,26 @@ TEST_F(ContextCalls, ByNoAttributesCanBeMadeDebugContextsToo) {
                 "ctx2"});
 }
 
+// The driver then finds the flag's name where the version should be, and still an end.
+TEST_F(ContextCalls, ByAttributesWithAZeroAmongThemLoseTheRestToTheDebugFlag) {
+  set("ZOL_GL_ADD_GL_DEBUG_CALLBACK", "1");
+  open();
+  firstContext();
+  const int attribs[] = {GLX_CONTEXT_MAJOR_VERSION_ARB,
+                         3,
+                         GLX_CONTEXT_MINOR_VERSION_ARB,
+                         0,
+                         GLX_CONTEXT_PROFILE_MASK_ARB,
+                         1,
+                         None};
+  byAttribs_(display_, configs_.doubled, nullptr, True, attribs);
+  EXPECT_LINES(
+      driverCalls(kQueries),
+      {"glXCreateContextAttribsARB(local, fb1, NULL, 1, "
+       "{GLX_CONTEXT_MAJOR_VERSION_ARB=3, GLX_CONTEXT_MINOR_VERSION_ARB=8340, GLX_USE_GL=0, 0}) = "
+       "ctx2"});
+}
+
 // The program's flags stay where they are; the appended pair follows them.
 TEST_F(ContextCalls, ByAttributesDoNotMergeTheDebugFlag) {
   set("ZOL_GL_ADD_GL_DEBUG_CALLBACK", "1");
