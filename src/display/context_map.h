@@ -43,8 +43,8 @@ void addToContextMap(Display* dpy, GLXContext context, zol::gl::LocalVisualInfo*
 // The local FBConfig of a context; null, and an ERROR, when it is unknown.
 GLXFBConfig getFBConfig(GLXContext context);
 
-// Whether the program has destroyed the context while it was current. It then lives in the driver for
-// as long as it stays current: taking it off the thread ends it for good.
+// Whether the program has destroyed the context while it was current. It then lives in the driver
+// for as long as it stays current: taking it off the thread ends it for good.
 bool livesOnlyWhileCurrent(GLXContext context);
 
 // Whether any context was created on `appDisplay`.

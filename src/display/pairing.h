@@ -37,7 +37,7 @@ void _unsetLocalDisplay(Display* appdpy);
 class LocalDisplayHold {
 public:
   explicit LocalDisplayHold(Display* appdpy);
-  ~LocalDisplayHold(); // closes what would have been closed meanwhile, unless
+  ~LocalDisplayHold();     // closes what would have been closed meanwhile, unless
   void somethingWasMade(); // on the display, which is of use again
   LocalDisplayHold(const LocalDisplayHold&) = delete;
   LocalDisplayHold& operator=(const LocalDisplayHold&) = delete;

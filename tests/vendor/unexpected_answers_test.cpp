@@ -208,8 +208,8 @@ TEST_F(UnexpectedAnswer, WithAPathIsPassedOver) {
   EXPECT_EQ(enter(), 1);
   const Lines lines = logged();
   for (const char* path : {"x/../../recorder", "../recorder"}) {
-    EXPECT_TRUE(hasLine(lines, "W " + kFind + ": System vendor name '" + path +
-                                   "' is a path, skipping"));
+    EXPECT_TRUE(
+        hasLine(lines, "W " + kFind + ": System vendor name '" + path + "' is a path, skipping"));
     EXPECT_FALSE(hasLine(lines, "<any>'libGLX_" + std::string(path) + "<any>"));
   }
 }
