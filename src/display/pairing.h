@@ -37,8 +37,10 @@ void _unsetLocalDisplay(Display* appdpy);
 class LocalDisplayHold {
 public:
   explicit LocalDisplayHold(Display* appdpy);
-  ~LocalDisplayHold();     // closes what would have been closed meanwhile, unless
-  void somethingWasMade(); // on the display, which is of use again
+  // Closes what would have been closed meanwhile.
+  ~LocalDisplayHold();
+  // Something was made on the display that is of use: nothing is to be closed after all.
+  void somethingWasMade();
   LocalDisplayHold(const LocalDisplayHold&) = delete;
   LocalDisplayHold& operator=(const LocalDisplayHold&) = delete;
 
