@@ -31,6 +31,18 @@ if(ZOL_SANITIZE)
     $<$<CXX_COMPILER_ID:GNU>:-Wno-format-overflow>)
   target_link_options(zol_flags INTERFACE -fsanitize=${ZOL_SANITIZE})
 endif()
+# Undefined behaviour ends the program, as what the other sanitizers find does.
+if(ZOL_SANITIZE MATCHES undefined)
+  target_compile_options(zol_flags INTERFACE -fno-sanitize-recover=undefined)
+endif()
+
+# What programs that are not built with the sanitizers have to preload before our libraries.
+set(ZOL_SANITIZER_RUNTIME "")
+if(ZOL_SANITIZE)
+  string(REGEX REPLACE "^([a-z]).*" "lib\\1san.so" ZOL_SANITIZER_RUNTIME ${ZOL_SANITIZE})
+  execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${ZOL_SANITIZER_RUNTIME}
+    OUTPUT_VARIABLE ZOL_SANITIZER_RUNTIME OUTPUT_STRIP_TRAILING_WHITESPACE)
+endif()
 
 option(ZOL_COVERAGE "Have the tests count the lines and branches of src/ that they run" OFF)
 set(ZOL_COVERAGE_LINK_OPTIONS

@@ -61,8 +61,9 @@ ForeignProgram ForeignProgram::straight(const std::vector<std::string>& command,
   const auto isFree = [&] { return mainWindow(before) == None; };
   if (!before.waitFor(DefaultRootWindow(before.display()), isFree))
     throw std::runtime_error("another program has a window on " + localDisplay);
-  auto program = std::make_unique<Program>(
-      *folder, command, Environment{{"DISPLAY", localDisplay}, {kMark, folder->path()}});
+  auto program =
+      std::make_unique<Program>(*folder, foreignCommand(command),
+                                Environment{{"DISPLAY", localDisplay}, {kMark, folder->path()}});
   return {std::move(folder), std::move(program), localDisplay};
 }
 
@@ -71,7 +72,8 @@ ForeignProgram ForeignProgram::throughLibrary(const std::vector<std::string>& co
   std::vector<std::string> words = {
       ZOL_PROGRAM_FOLDER "/zolrun",    "--headless", "--geometry", kScreen, "--", "sh", "-c",
       R"(echo "$DISPLAY"; exec "$@")", "sh"};
-  words.insert(words.end(), command.begin(), command.end());
+  const std::vector<std::string> rest = foreignCommand(command);
+  words.insert(words.end(), rest.begin(), rest.end());
   auto program = std::make_unique<Program>(
       *folder, words, Environment{{"ZOL_GL_LOG_DIR", folder->path()}, {kMark, folder->path()}});
   const std::string display = program->readLine();

@@ -112,7 +112,7 @@ std::string resultOf(const PiglitTest& test, Environment environment) {
                              " is missing: scripts/setup installs the package piglit");
   environment["PIGLIT_PLATFORM"] = "glx";
   environment["ZOL_GL_LOG_DIR"] = folder.path();
-  Program program(folder, command, environment);
+  Program program(folder, foreignCommand(command), environment);
   const std::string output = program.readRest();
   const int status = program.wait();
   if (status < 0) return "killed by signal " + std::to_string(-status);
@@ -153,7 +153,7 @@ INSTANTIATE_TEST_SUITE_P(Differences, PiglitWithASetting, testing::ValuesIn(test
 // The vendor that a program gets on a display.
 std::string vendorOf(const Environment& environment) {
   const Folder folder;
-  Program program(folder, {"glxinfo"}, environment);
+  Program program(folder, foreignCommand({"glxinfo"}), environment);
   const std::string output = program.readRest();
   program.wait();
   constexpr const char* kStart = "client glx vendor string: ";

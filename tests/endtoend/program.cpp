@@ -75,6 +75,18 @@ fs::path freshFile(const fs::path& folder) {
 
 } // namespace
 
+std::vector<std::string> foreignCommand(std::vector<std::string> command,
+                                        std::vector<std::string> preloaded) {
+  const std::string runtime = ZOL_SANITIZER_RUNTIME;
+  if (!runtime.empty()) preloaded.insert(preloaded.begin(), runtime);
+  if (preloaded.empty()) return command;
+  std::string variable = "LD_PRELOAD=";
+  for (const std::string& library : preloaded)
+    variable += library + ":";
+  command.insert(command.begin(), {"env", variable});
+  return command;
+}
+
 Folder::Folder() {
   char name[] = "/tmp/zol-endtoend-XXXXXX";
   if (mkdtemp(name) == nullptr) throw std::runtime_error("no folder for the test");

@@ -13,6 +13,11 @@ namespace zol::endtoend {
 
 using Environment = std::map<std::string, std::string>;
 
+// The command of a program that was not built here, with what it shall preload besides. Where our
+// libraries were built with sanitizers, it needs their runtime to load them.
+std::vector<std::string> foreignCommand(std::vector<std::string> command,
+                                        std::vector<std::string> preloaded = {});
+
 // A folder that vanishes with the object: where a program under test runs and writes its logs.
 class Folder {
 public:
@@ -28,7 +33,7 @@ private:
 };
 
 // How long a test waits for what must happen. Far longer than it ever takes.
-constexpr std::chrono::seconds kPatience{60};
+constexpr std::chrono::seconds kPatience{ZOL_PATIENCE};
 
 // A program started by a test, with an environment that has nothing of the library's or GLVND's in
 // it but what the test sets, and finds the vendor libraries of this build. Its process group is

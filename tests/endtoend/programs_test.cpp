@@ -66,7 +66,7 @@ TEST_P(StillPrograms, ShowTheSamePixels) {
 
 INSTANTIATE_TEST_SUITE_P(
     , StillPrograms,
-    testing::Values(Foreign{"glxgears", {"env", "LD_PRELOAD=" ZOL_STILL_CLOCK, "glxgears"}},
+    testing::Values(Foreign{"glxgears", foreignCommand({"glxgears"}, {ZOL_STILL_CLOCK})},
                     Foreign{"glxdemo", {"glxdemo"}}, Foreign{"ctmviewer", {"ctmviewer"}}),
     nameOf);
 
@@ -114,8 +114,10 @@ Words driverLines(const std::string& output) {
 
 TEST(ProgramsWithoutAWindow, AreToldTheSame) {
   const Folder folder;
-  Program straight(folder, {"glxinfo"}, {{"DISPLAY", localDisplay()}});
-  Program through(folder, {ZOL_PROGRAM_FOLDER "/zolrun", "--headless", "--", "glxinfo"}, {});
+  Program straight(folder, foreignCommand({"glxinfo"}), {{"DISPLAY", localDisplay()}});
+  Words command = foreignCommand({"glxinfo"});
+  command.insert(command.begin(), {ZOL_PROGRAM_FOLDER "/zolrun", "--headless", "--"});
+  Program through(folder, command, {});
   const std::string expected = straight.readRest(), found = through.readRest();
   EXPECT_EQ(straight.wait(), 0) << straight.errors();
   EXPECT_EQ(through.wait(), 0) << through.errors();

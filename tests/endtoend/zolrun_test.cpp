@@ -31,6 +31,9 @@ std::set<std::string> namesIn(const fs::path& folder, const std::string& beginni
 // that prints it for $DISPLAY, in a line of its own.
 const std::string kPrintSocket = "stat -c '%n %i %z' /tmp/.X11-unix/X${DISPLAY#:}; ";
 
+// Runs a program that was not built here in the shell's place.
+const std::string kForeign = "exec env LD_PRELOAD='" ZOL_SANITIZER_RUNTIME "' ";
+
 // Whether the socket that the line tells of is still there.
 bool isThere(const std::string& socket) {
   Folder folder;
@@ -71,10 +74,11 @@ protected:
 };
 
 TEST_F(Zolrun, ShowsAProgramsFramesAndLeavesNothingBehind) {
-  Program program(folder_,
-                  {kZolrun, "--headless", "--", "sh", "-c",
-                   "echo $DISPLAY; " + kPrintSocket + "echo $$; exec glxgears -geometry 200x150"},
-                  marked());
+  Program program(
+      folder_,
+      {kZolrun, "--headless", "--", "sh", "-c",
+       "echo $DISPLAY; " + kPrintSocket + "echo $$; " + kForeign + "glxgears -geometry 200x150"},
+      marked());
   const std::string display = program.readLine();
   const std::string socket = program.readLine();
   EXPECT_TRUE(isThere(socket));
@@ -105,7 +109,7 @@ TEST_F(Zolrun, ShowsAProgramsFramesAndLeavesNothingBehind) {
 
 TEST_F(Zolrun, RendersOnTheLocalDisplaysDriver) {
   Program program(folder_,
-                  {kZolrun, "--headless", "--", "sh", "-c", kPrintSocket + "exec glxinfo -B"},
+                  {kZolrun, "--headless", "--", "sh", "-c", kPrintSocket + kForeign + "glxinfo -B"},
                   marked());
   const std::string socket = program.readLine();
   const std::string text = program.readRest();
@@ -138,10 +142,10 @@ TEST_F(Zolrun, GivesTheLibraryTheSettingsOfTheCommandLine) {
 
 TEST_F(Zolrun, StopsItsServersWhenItIsTold) {
   for (const int signal : {SIGINT, SIGTERM}) {
-    Program program(
-        folder_,
-        {kZolrun, "--headless", "--", "sh", "-c", kPrintSocket + "exec glxgears -geometry 200x150"},
-        marked());
+    Program program(folder_,
+                    {kZolrun, "--headless", "--", "sh", "-c",
+                     kPrintSocket + kForeign + "glxgears -geometry 200x150"},
+                    marked());
     const std::string socket = program.readLine();
     program.signal(signal);
     program.readRest();

@@ -1,0 +1,67 @@
+// Part of each test in a build with sanitizers: tells the programs that the test starts, the
+// launchers of its servers among them, what to look for and where to report it, and makes the test
+// fail during which one reported something.
+
+#include "endtoend/program.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <gtest/gtest.h>
+
+namespace zol::endtoend {
+namespace {
+
+namespace fs = std::filesystem;
+
+// What was reported in a file; empty when there are only remarks. The leak checker makes one for each
+// thread that a forked child does not have.
+std::string reportIn(const fs::path& file) {
+  std::ifstream stream(file);
+  std::string report;
+  for (std::string line; std::getline(stream, line);) {
+    if (!line.empty() && !line.ends_with("was not suspended. False leaks are possible."))
+      report += line + "\n";
+  }
+  return report;
+}
+
+class SanitizerReports : public testing::EmptyTestEventListener {
+public:
+  SanitizerReports() {
+    setOptions("ASAN_OPTIONS", "");
+    setOptions("UBSAN_OPTIONS", ":print_stacktrace=1");
+    setOptions("LSAN_OPTIONS", ":print_suppressions=0:suppressions=" ZOL_SUPPRESSIONS "/leak");
+    // Mesa, LLVM, GLVND and Xlib are not built with the sanitizer: it does not see how their
+    // threads agree with each other. A forked child of a program goes on as the program would.
+    setOptions("TSAN_OPTIONS", ":ignore_noninstrumented_modules=1:die_after_fork=0"
+                               ":print_suppressions=0:suppressions=" ZOL_SUPPRESSIONS "/thread");
+  }
+
+  void OnTestEnd(const testing::TestInfo&) override { failForEach(); }
+  // The servers have ended.
+  void OnEnvironmentsTearDownEnd(const testing::UnitTest&) override { failForEach(); }
+
+private:
+  void setOptions(const char* variable, const std::string& options) const {
+    const std::string path = folder_.path() / "report";
+    setenv(variable, ("log_exe_name=1:log_path=" + path + options).c_str(), 1);
+  }
+
+  void failForEach() const {
+    for (const auto& file : fs::directory_iterator(folder_.path())) {
+      const std::string report = reportIn(file.path());
+      if (!report.empty()) ADD_FAILURE() << file.path().filename() << "\n" << report;
+      fs::remove(file.path());
+    }
+  }
+
+  Folder folder_;
+};
+
+[[maybe_unused]] const bool listening = [] {
+  testing::UnitTest::GetInstance()->listeners().Append(new SanitizerReports); // GoogleTest's now
+  return true;
+}();
+
+} // namespace
+} // namespace zol::endtoend
