@@ -44,9 +44,16 @@ protected:
 
   bool started() const { return status == 0; }
 
-  // Waits for the end of the thread, but only while its callback is in progress.
+  // Waits for the end of the thread, but only while its callback is in progress; then, calls
+  // aboutToWait() before.
+  template <class Announcement>
+  void joinRunning(Announcement aboutToWait) {
+    if (running == 0) return;
+    aboutToWait();
+    runtimeSymbols.pthread_join(handle, nullptr);
+  }
   void joinRunning() {
-    if (running != 0) runtimeSymbols.pthread_join(handle, nullptr);
+    joinRunning([] {});
   }
 
 private:

@@ -49,6 +49,8 @@ CopybackThread::CopybackThread(Copyback* owner) : owner_(owner) {
 int CopybackThread::callback(CopybackThread* thread) {
   thread->begun_.V();
   thread->svc();
+  // Who stops the thread waits for it only while it is here, and may unload this code next.
+  if (thread->owner_->checkStop()) thread->awaited_.P();
   return 1;
 }
 
@@ -83,7 +85,7 @@ void CopybackThread::join() {
   if (started() && Mutex::heldByThisThread() == 0) {
     begun_.P();
     begun_.V();
-    joinRunning();
+    joinRunning([this] { awaited_.V(); });
   }
   ZOLGL_DEBUG("DONE");
 }

@@ -26,7 +26,8 @@ private:
   static int callback(CopybackThread* thread);
 
   Copyback* const owner_;
-  Semaphore begun_{0}; // up once the thread runs: a join that comes too early waits for it
+  Semaphore begun_{0};   // up once the thread runs: a join that comes too early waits for it
+  Semaphore awaited_{0}; // up once a join waits: the thread that was stopped does not end before
 };
 
 // Paints read-back frames into the application's windows, at most "copyback-frame-rate" passes a

@@ -13,8 +13,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// What was reported in a file; empty when there are only remarks. The leak checker makes one for each
-// thread that a forked child does not have.
+// What was reported in a file; empty when there are only remarks. The leak checker makes one for
+// each thread that a forked child does not have.
 std::string reportIn(const fs::path& file) {
   std::ifstream stream(file);
   std::string report;
