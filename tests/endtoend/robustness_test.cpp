@@ -156,7 +156,14 @@ TEST_P(Robustness, OfAChildThatEndsWithoutAnotherProgram) {
   PictureProgram program(folder_, display_, environment());
   program.stage("w", "300 200 24 double 0 0");
   program.ask("frames bar 1 3");
+#ifdef __SANITIZE_THREAD__
+  std::fputs(
+      "NOT RUN with the thread sanitizer: a child that ends by exit(). Mesa then joins threads "
+      "that only the parent has, and the sanitizer waits for them for ever.\n",
+      stderr);
+#else
   EXPECT_EQ(program.ask("fork exit"), "status 7") << program.errors();
+#endif
   EXPECT_EQ(program.ask("fork _exit"), "status 7") << program.errors();
   program.ask("frames bar 4 6");
   expectAlive(program);
