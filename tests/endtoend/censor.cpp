@@ -51,12 +51,16 @@ struct Connection {
   UniqueFd server;
 };
 
-// What one side has said, to the other; false when it has ended.
-bool handOn(int from, int to, const std::string& word) {
+// What was said; nothing when the side has ended.
+std::string hear(int from) {
   std::array<char, 1 << 16> buffer;
   const ssize_t size = recv(from, buffer.data(), buffer.size(), 0);
-  if (size <= 0) return false;
-  std::string text(buffer.data(), static_cast<std::size_t>(size));
+  return {buffer.data(), size > 0 ? static_cast<std::size_t>(size) : 0};
+}
+
+// Hands it to the other side; false when one of them has ended.
+bool handOn(std::string text, int to, const std::string& word = "") {
+  if (text.empty()) return false;
   // An answer as short as this arrives in one piece.
   for (std::size_t at; !word.empty() && (at = text.find(word)) != std::string::npos;)
     text.replace(at, word.size(), word.size(), 'x');
@@ -65,8 +69,9 @@ bool handOn(int from, int to, const std::string& word) {
 
 } // namespace
 
-Censor::Censor(const std::string& server, const std::string& word)
-    : server_(socketOf(server)), word_(word), listener_(newSocket()) {
+Censor::Censor(const std::string& server, const std::string& word, LastWord lastWord)
+    : server_(socketOf(server)), word_(word), lastWord_(std::move(lastWord)),
+      listener_(newSocket()) {
   for (int number = kFirstNumber; socket_.empty() && number <= kLastNumber; ++number) {
     const std::string name = ":" + std::to_string(number);
     const sockaddr_un address = addressOf(socketOf(name));
@@ -91,6 +96,11 @@ Censor::~Censor() {
   unlink(socket_.c_str());
 }
 
+bool Censor::isLast(const std::string& said) {
+  return !lastWord_.word.empty() && said.find(lastWord_.word) != std::string::npos &&
+         --lastWord_.time == 0;
+}
+
 void Censor::serve() {
   std::list<Connection> connections;
   for (;;) {
@@ -103,9 +113,11 @@ void Censor::serve() {
     if (wanted[0].revents != 0) return;
     std::size_t index = 2;
     for (auto at = connections.begin(); at != connections.end(); index += 2) {
+      const std::string said = wanted[index].revents != 0 ? hear(at->client.get()) : "";
       const bool alive =
-          (wanted[index].revents == 0 || handOn(at->client.get(), at->server.get(), "")) &&
-          (wanted[index + 1].revents == 0 || handOn(at->server.get(), at->client.get(), word_));
+          (wanted[index].revents == 0 || (!isLast(said) && handOn(said, at->server.get()))) &&
+          (wanted[index + 1].revents == 0 ||
+           handOn(hear(at->server.get()), at->client.get(), word_));
       at = alive ? std::next(at) : connections.erase(at);
     }
     if (wanted[1].revents != 0) {

@@ -3,11 +3,10 @@
 #include "endtoend/delivery.h"
 #include "endtoend/observer.h"
 #include "endtoend/picture_program.h"
+#include "endtoend/shared_segments.h"
 
 #include <csignal>
 #include <cstdio>
-#include <fstream>
-#include <sstream>
 
 namespace zol::endtoend {
 namespace {
@@ -20,24 +19,6 @@ const Environment kSlow = {{"ZOL_GL_COPYBACK_FRAME_RATE", "2"}};
 Environment joined(Environment one, const Environment& other) {
   one.insert(other.begin(), other.end());
   return one;
-}
-
-// The permissions of the System V shared memory segments that the process has made. They live on
-// until the X server, too, has let go of them.
-std::vector<int> sharedSegmentsOf(pid_t process) {
-  std::ifstream stream("/proc/sysvipc/shm");
-  std::string line;
-  std::getline(stream, line); // the columns' names
-  std::vector<int> permissions;
-  while (std::getline(stream, line)) {
-    std::istringstream words(line);
-    long key = 0, id = 0, size = 0;
-    int mode = 0;
-    pid_t creator = 0;
-    words >> key >> id >> std::oct >> mode >> std::dec >> size >> creator;
-    if (creator == process) permissions.push_back(mode & 0777);
-  }
-  return permissions;
 }
 
 class Robustness : public testing::TestWithParam<Delivery> {

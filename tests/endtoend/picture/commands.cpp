@@ -254,7 +254,7 @@ const Commands kCommands = {
 };
 
 Command find(const std::string& verb) {
-  for (const Commands* commands : {&kCommands, &configCommands(), &drawableCommands(),
+  for (const Commands* commands : {&kCommands, &configCommands(), &drawableCommands(), &faultCommands(),
                                    &fontCommands(), &oldGlCommands(), &procedureCommands()}) {
     const auto found = commands->find(verb);
     if (found != commands->end()) return found->second;

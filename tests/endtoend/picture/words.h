@@ -15,6 +15,7 @@ using Commands = std::map<std::string, Command>;
 
 const Commands& configCommands();    // FBConfigs and what is made with them, strings
 const Commands& drawableCommands();  // pixmaps, pbuffers, textures, pixels read back
+const Commands& faultCommands();     // taking away what others need
 const Commands& fontCommands();      // text
 const Commands& oldGlCommands();     // drawing without a swap, modes, queries
 const Commands& procedureCommands(); // functions by their names
