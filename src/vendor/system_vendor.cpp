@@ -6,6 +6,7 @@
 #include "foundation/log_values.h"
 #include "foundation/strings.h"
 #include "vendor/entry.h"
+#include "vendor/probe_connection.h"
 #include "vendor/vendor_state.h"
 
 #include <X11/Xlib-xcb.h>
@@ -38,7 +39,8 @@ using CString = std::unique_ptr<char, FreeDeleter>;
 std::optional<CString> chooseLocalDisplayName(const char* label) {
   if (const char* configured = zol::conf::settings().glDisplay) return CString(strdup(configured));
 
-  Display* const appDisplay = XOpenDisplay(nullptr);
+  const ProbeConnection connection(nullptr);
+  Display* const appDisplay = connection.get();
   if (appDisplay == nullptr) {
     ZOLGL_LOG_AS(label, ERROR, "Could not open Application display");
     return std::nullopt;
@@ -52,7 +54,6 @@ std::optional<CString> chooseLocalDisplayName(const char* label) {
     std::free(name); // a server may send one and refuse it all the same
     name = strdup(":0.0");
   }
-  XCloseDisplay(appDisplay);
   return CString(name);
 }
 
@@ -60,7 +61,8 @@ std::optional<CString> chooseLocalDisplayName(const char* label) {
 CString queryVendorNames(const char* displayName, const char* label) {
   ZOLGL_LOG_AS(label, DEBUG, "Searching on local 3D accelerated X display %s...",
                text(displayName));
-  Display* const local = XOpenDisplay(displayName);
+  const ProbeConnection connection(displayName);
+  Display* const local = connection.get();
   if (local == nullptr) {
     ZOLGL_LOG_AS(label, ERROR, "Could not open a connection to %s", text(displayName));
     return nullptr;
@@ -72,7 +74,6 @@ CString queryVendorNames(const char* displayName, const char* label) {
   } else {
     ZOLGL_LOG_AS(label, ERROR, "ERROR: glVND not supported on X display %s", text(displayName));
   }
-  XCloseDisplay(local);
   return names;
 }
 
