@@ -10,7 +10,9 @@
 
 #include <csignal>
 #include <cstdint>
+#include <exception>
 #include <limits>
+#include <poll.h>
 #include <unistd.h>
 
 namespace zol::gl {
@@ -18,9 +20,18 @@ namespace zol::gl {
 namespace {
 
 constexpr unsigned int kSecond = 1000000; // microseconds
+constexpr unsigned int kPatience = 2 * kSecond;
+constexpr unsigned int kWaitingStep = 1000;
 
 unsigned int frameIntervalFor(int frameRate) {
   return frameRate >= 1 ? kSecond / static_cast<unsigned int>(frameRate) : kSecond;
+}
+
+// Xlib ends the program when it finds a connection broken. That is not for this thread to cause: it
+// looks first.
+bool isConnected(Display* display) {
+  pollfd connection{ConnectionNumber(display), POLLRDHUP, 0};
+  return poll(&connection, 1, 0) == 0;
 }
 
 // The program's signals are for the program's threads: ours starts with all of them blocked.
@@ -48,7 +59,12 @@ CopybackThread::CopybackThread(Copyback* owner) : owner_(owner) {
 
 int CopybackThread::callback(CopybackThread* thread) {
   thread->begun_.V();
-  thread->svc();
+  try {
+    thread->svc();
+  } catch (const std::exception& exception) {
+    ZOLGL_WARNING("%s", exception.what());
+  }
+  thread->ended_ = true;
   // Who stops the thread waits for it only while it is here, and may unload this code next.
   if (thread->owner_->checkStop()) thread->awaited_.P();
   return 1;
@@ -74,8 +90,18 @@ void CopybackThread::svc() {
   const VanishedDrawableFilter filter(display);
   while (!owner_->checkStop())
     owner_->doCopyback(display, codes);
-  closePaintingConnection(display);
+  if (isConnected(display))
+    closePaintingConnection(display);
+  else
+    abandonPaintingConnection(display);
   ZOLGL_DEBUG("DONE");
+}
+
+// An X server that does not answer must not keep the program from ending.
+bool CopybackThread::endsInTime() const {
+  for (unsigned int waited = 0; !ended_ && waited < kPatience; waited += kWaitingStep)
+    usleep(kWaitingStep);
+  return ended_;
 }
 
 void CopybackThread::join() {
@@ -85,7 +111,10 @@ void CopybackThread::join() {
   if (started() && Mutex::heldByThisThread() == 0) {
     begun_.P();
     begun_.V();
-    joinRunning([this] { awaited_.V(); });
+    if (endsInTime())
+      joinRunning([this] { awaited_.V(); });
+    else
+      ZOLGL_WARNING("The copyback thread waits for an X server, not joining it");
   }
   ZOLGL_DEBUG("DONE");
 }
@@ -133,7 +162,7 @@ void Copyback::doCopyback(Display* display, XExtCodes* codes) {
       timer.elapsedMicro() <= std::numeric_limits<std::uint64_t>::max() - frameInterval) {
     usleep(frameInterval);
   }
-  if (checkStop()) return;
+  if (checkStop() || !isConnected(display)) return;
   const MutexLock lock(getLocalDrawablesMutex());
   for (const DrawableRef& record : *getLocalDrawablesList()) {
     if (record) record->copyback(display, codes);

@@ -25,8 +25,11 @@ public:
 private:
   static int callback(CopybackThread* thread);
 
+  bool endsInTime() const;
+
   Copyback* const owner_;
-  Semaphore begun_{0};   // up once the thread runs: a join that comes too early waits for it
+  Semaphore begun_{0}; // up once the thread runs: a join that comes too early waits for it
+  std::atomic<bool> ended_{false}; // nothing is left to do but to be joined
   Semaphore awaited_{0}; // up once a join waits: the thread that was stopped does not end before
 };
 

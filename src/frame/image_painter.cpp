@@ -42,6 +42,10 @@ zol::Mutex* connectionMutex() {
 }
 Display* closedConnection = nullptr; // guarded by connectionMutex()
 
+// The segment between its making and its removal from the system's namespace; -1 for none. Only the
+// copyback thread makes segments, so there is one at most.
+std::atomic<int> unfinishedSegment{-1};
+
 char* const shmatFailed = reinterpret_cast<char*>(-1);
 
 // The X server may run as anyone, so a segment is made for all users; once the server has it, the
@@ -83,6 +87,16 @@ void closePaintingConnection(Display* connection) {
   const MutexLock lock(connectionMutex());
   closedConnection = connection;
   XCloseDisplay(connection);
+}
+
+void abandonPaintingConnection(Display* connection) {
+  const MutexLock lock(connectionMutex());
+  closedConnection = connection;
+}
+
+void removeUnfinishedSegment() {
+  if (const int segment = unfinishedSegment.exchange(-1); segment != -1)
+    shmctl(segment, IPC_RMID, nullptr);
 }
 
 bool XImagePainter::setup(Display* appDisplay, VisualID visual, int width, int height) {
@@ -195,6 +209,7 @@ bool XImagePainter::makeSharedImage(const char* origin, const XVisualInfo& info,
   if (!holdsFrame(origin)) return false;
   shmInfo.shmid =
       shmget(IPC_PRIVATE, size_t(image->bytes_per_line) * image->height, IPC_CREAT | 0777);
+  unfinishedSegment = shmInfo.shmid;
   return true;
 }
 
@@ -247,7 +262,7 @@ bool XImagePainter::attachSegment(const char* origin, int width, int height) {
   if (!attached) {
     ZOLGL_LOG_AS(origin, ERROR, "unable to attach shared memory segment");
     shmdt(shmInfo.shmaddr);
-    shmctl(shmInfo.shmid, IPC_RMID, nullptr);
+    removeUnfinishedSegment();
     releaseImage();
     return false;
   }
@@ -255,7 +270,7 @@ bool XImagePainter::attachSegment(const char* origin, int width, int height) {
   XSync(display, False);
   segmentAttached = !shmErrorSeen; // a refusal arrives as an X error
   closeToOthers(shmInfo.shmid);
-  shmctl(shmInfo.shmid, IPC_RMID, nullptr);
+  removeUnfinishedSegment();
   if (!XShmPutImage(display, drawable, gc, image, 0, 0, 0, 0, width, height, False)) {
     ZOLGL_LOG_AS(origin, ERROR, "unable to put image on shared memory segment");
     shmdt(shmInfo.shmaddr);

@@ -53,6 +53,12 @@ private:
 
 // Closes the connection that painters paint on. They may end later, and on other threads.
 void closePaintingConnection(Display* display);
+// The same for one whose server is gone: Xlib would end the program.
+void abandonPaintingConnection(Display* display);
+
+// Removes a segment that was made but not handed over to the X server yet. For the end of the
+// process, which may come in the middle of that: the kernel would keep it.
+void removeUnfinishedSegment();
 
 } // namespace zol::gl
 
