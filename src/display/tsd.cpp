@@ -4,6 +4,7 @@
 #include "foundation/log.h"
 #include "foundation/runtime_symbols.h"
 
+#include <memory>
 #include <new>
 
 std::atomic<zol::TLSKey> tsdKey{-1};
@@ -32,9 +33,12 @@ zol::gl::TSD* getTSD() {
   if (void* const existing = zol::runtimeSymbols.pthread_getspecific(pthreadKey)) {
     return static_cast<zol::gl::TSD*>(existing);
   }
-  auto* const tsd = new (std::nothrow) zol::gl::TSD;
-  if (tsd != nullptr) zol::runtimeSymbols.pthread_setspecific(pthreadKey, tsd);
-  return tsd;
+  std::unique_ptr<zol::gl::TSD> tsd(new (std::nothrow) zol::gl::TSD);
+  // A record that the thread cannot keep would be made anew, with a connection, by each call.
+  if (tsd == nullptr || zol::runtimeSymbols.pthread_setspecific(pthreadKey, tsd.get()) != 0) {
+    return nullptr;
+  }
+  return tsd.release();
 }
 
 void cleanupTSD(void* tsd) {

@@ -9,7 +9,9 @@
 #include "foundation/runtime_symbols.h"
 #include "foundation/tls_key.h"
 #include "frame/copyback.h"
+#include "frame/image_painter.h"
 #include "vendor/exclusion.h"
+#include "vendor/probe_connection.h"
 #include "vendor/procedure_lookup.h"
 #include "vendor/system_functions.h"
 #include "vendor/system_vendor.h"
@@ -19,6 +21,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 
 namespace {
 
@@ -61,7 +64,8 @@ void* __glXGLVNDGetProcAddress(const GLubyte* name) {
 
 // Whether the display of the environment belongs to this product: its server carries "ZOL-V1".
 bool applicationDisplayIsOurs() {
-  Display* const dpy = XOpenDisplay(nullptr);
+  const ProbeConnection connection(nullptr);
+  Display* const dpy = connection.get();
   if (dpy == nullptr) return false;
   const XErrorHandler previous = XSetErrorHandler(xerr);
   int opcode = 0;
@@ -71,7 +75,6 @@ bool applicationDisplayIsOurs() {
                     XQueryExtension(dpy, "GLX", &opcode, &event, &error) != 0;
   XSetErrorHandler(previous);
   XSync(dpy, False);
-  XCloseDisplay(dpy);
   return ours;
 }
 
@@ -93,7 +96,7 @@ int xerr(Display*, XErrorEvent*) {
 }
 
 int __glx_Main(uint32_t version, const __GLXapiExports* exports, __GLXvendorInfo* vendor,
-               __GLXapiImports* imports) {
+               __GLXapiImports* imports) try {
   loadRuntimeSymbolsOrExit();
   zol::conf::Settings::init();
   ZOLGL_DEBUG("START");
@@ -143,6 +146,8 @@ int __glx_Main(uint32_t version, const __GLXapiExports* exports, __GLXvendorInfo
   }
   ZOLGL_DEBUG("DONE");
   return 1;
+} catch (const std::exception&) { // no memory: the program runs as if the library were not there
+  return 0;
 }
 
 void zol_init(void* systemVendorHandle) {
@@ -181,13 +186,15 @@ void zol_init(void* systemVendorHandle) {
   ZOLGL_DEBUG("DONE");
 }
 
-void zol_fini() {
+void zol_fini() try {
   if (finiDone) return;
   finiDone = true;
   ZOLGL_DEBUG("START");
   zol::Singleton<zol::gl::Copyback>::instance()->stop();
+  zol::gl::removeUnfinishedSegment();
   const zol::TLSKey key = tsdKey.exchange(-1);
   if (key != -1) zol::runtimeSymbols.pthread_key_delete(static_cast<pthread_key_t>(key));
   ZOLGL_DEBUG("DONE");
   zol::finiRuntimeSymbols();
+} catch (const std::exception&) { // no memory for what has never been there: nothing to end
 }

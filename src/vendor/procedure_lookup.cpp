@@ -12,6 +12,7 @@
 #include "frame/texture_from_pixmap.h"
 #include "frame/x_font.h"
 #include "vendor/glx_strings.h"
+#include "vendor/guarded.h"
 #include "vendor/system_functions.h"
 #include "vendor/vendor_state.h"
 #include "visual/fbconfig_queries.h"
@@ -45,6 +46,17 @@ struct Interposer {
   void (*address)();
 };
 
+// The functions that answer 0 for success say without memory what they say without a display.
+template <auto function>
+constexpr int kFailure = 0;
+template <>
+constexpr int kFailure<&zol_glXGetConfig> = GLX_BAD_VISUAL;
+template <>
+constexpr int kFailure<&zol_glXQueryContext> = -1;
+
+template <auto function>
+constexpr auto kHandedOut = &zol::Guarded<function, kFailure<function>>::call;
+
 constexpr std::size_t kHookRows = 0
 #define ZOL_HOOK(name) +1
 #define ZOL_WITHHELD(name) +1
@@ -55,7 +67,7 @@ static_assert(kHookRows == 94);
 } // namespace
 
 void initializeZolHooks() {
-#define ZOL_HOOK(name) interposerTable[#name] = reinterpret_cast<void*>(&zol_##name);
+#define ZOL_HOOK(name) interposerTable[#name] = reinterpret_cast<void*>(kHandedOut<&zol_##name>);
 #define ZOL_WITHHELD(name) interposerTable[#name] = nullptr;
 #include "vendor/hooks.def"
 }
@@ -85,7 +97,7 @@ void* glXGLVNDGetProcAddressInternal(const GLubyte* name, bool systemOnly) {
 
 void (*zol_glXGetProcAddress(const GLubyte* name))() {
   static const Interposer kTable[] = {
-#define ZOL_LOOKUP(name) {#name, reinterpret_cast<void (*)()>(&zol_##name)},
+#define ZOL_LOOKUP(name) {#name, reinterpret_cast<void (*)()>(kHandedOut<&zol_##name>)},
 #include "vendor/lookup.def"
   };
   static_assert(std::size(kTable) == 89);

@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <memory>
+#include <new>
 
 namespace {
 
@@ -65,8 +66,10 @@ void forgetFBConfigsOf(Display* local) {
     handlesByDisplay().erase(local);
   }
   if (local != home) return;
-  auto* const ids = new IdsByHandle;
-  forEachFBConfig(local, [&](GLXFBConfig config, int id) { (*ids)[config] = id; });
+  // A display is closed where nothing may throw, at the end of a thread for instance.
+  auto* const ids = new (std::nothrow) IdsByHandle;
+  if (ids != nullptr)
+    forEachFBConfig(local, [&](GLXFBConfig config, int id) { (*ids)[config] = id; });
   idsOfClosedHome = ids;
   home = nullptr;
 }
