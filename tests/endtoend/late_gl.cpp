@@ -1,12 +1,13 @@
-// late_gl: shows a frame with a libGL that it loads at run time and lets go of again, as programs
-// with a plug-in for their graphics do. Says "shown 0xWINDOW" and "closed", and goes on after each
-// line that it is sent.
+// late_gl [TIMES]: shows a frame with a libGL that it loads at run time and lets go of again, as
+// programs with a plug-in for their graphics do. Says "shown 0xWINDOW" and "closed", and goes on
+// after each line that it is sent.
 
 #include <GL/glx.h>
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <dlfcn.h>
 #include <iostream>
 #include <string>
@@ -56,21 +57,23 @@ Window showFrame(Display* display) {
 
 } // namespace
 
-int main() {
+int main(int argc, char** argv) {
   std::string line;
-  library = dlopen("libGL.so.1", RTLD_NOW | RTLD_LOCAL);
   Display* const display = XOpenDisplay(nullptr);
-  if (library == nullptr || display == nullptr) return 1;
-  const Window window = showFrame(display);
-  if (window == None) return 1;
-  std::printf("shown 0x%lx\n", window);
-  std::fflush(stdout);
-  std::getline(std::cin, line);
-  LOAD(glXMakeCurrent)(display, None, nullptr);
-  dlclose(library);
-  std::puts("closed");
-  std::fflush(stdout);
-  std::getline(std::cin, line);
+  for (int times = argc > 1 ? std::atoi(argv[1]) : 1; times > 0; --times) {
+    library = dlopen("libGL.so.1", RTLD_NOW | RTLD_LOCAL);
+    if (library == nullptr || display == nullptr) return 1;
+    const Window window = showFrame(display);
+    if (window == None) return 1;
+    std::printf("shown 0x%lx\n", window);
+    std::fflush(stdout);
+    std::getline(std::cin, line);
+    LOAD(glXMakeCurrent)(display, None, nullptr);
+    dlclose(library);
+    std::puts("closed");
+    std::fflush(stdout);
+    std::getline(std::cin, line);
+  }
   XCloseDisplay(display);
   return 0;
 }

@@ -21,8 +21,8 @@ std::atomic<int> xErrors{0};
 int countXError(Display* display, XErrorEvent* event) {
   char text[256] = "";
   XGetErrorText(display, event->error_code, text, sizeof text);
-  std::fprintf(stderr, "X error: %s, request %d.%d, resource 0x%lx\n", text, event->request_code,
-               event->minor_code, event->resourceid);
+  std::fprintf(stderr, "X error on %s: %s, request %d.%d, resource 0x%lx\n", DisplayString(display),
+               text, event->request_code, event->minor_code, event->resourceid);
   ++xErrors;
   return 0;
 }
@@ -254,8 +254,9 @@ const Commands kCommands = {
 };
 
 Command find(const std::string& verb) {
-  for (const Commands* commands : {&kCommands, &configCommands(), &drawableCommands(), &faultCommands(),
-                                   &fontCommands(), &oldGlCommands(), &procedureCommands()}) {
+  for (const Commands* commands :
+       {&kCommands, &configCommands(), &drawableCommands(), &faultCommands(), &fontCommands(),
+        &oldGlCommands(), &procedureCommands(), &processCommands()}) {
     const auto found = commands->find(verb);
     if (found != commands->end()) return found->second;
   }

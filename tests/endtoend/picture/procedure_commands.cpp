@@ -2,6 +2,7 @@
 #include "endtoend/picture/words.h"
 
 #include <array>
+#include <cstdint>
 
 namespace zol::endtoend {
 namespace {
@@ -254,6 +255,48 @@ const std::map<std::string, Call> kCalls = {
     ZOL_CALL(glXQueryMaxSwapGroupsNV, number = 77;
              call<int>(n, c.display, c.screen, &number, &number); return text(number);),
     ZOL_CALL(glXSwapIntervalSGI, return text(static_cast<unsigned long>(call<int>(n, 1)));),
+    // Offered by no name, and called all the same by programs that do not look.
+    ZOL_CALL(glXSwapIntervalEXT, call<void>(n, c.display, c.window.drawable, 1); return "";),
+    ZOL_CALL(glXSwapIntervalMESA, return text(static_cast<unsigned long>(call<int>(n, 1u)));),
+    ZOL_CALL(glXGetSwapIntervalMESA, return text(static_cast<unsigned long>(call<int>(n)));),
+    ZOL_CALL(
+        glXGetSyncValuesOML, std::array<std::int64_t, 3> values{};
+        return call<int>(n, c.display, c.window.drawable, &values[0], &values[1], &values[2]) != 0
+                   ? "yes"
+                   : "no";),
+    ZOL_CALL(glXGetMscRateOML, std::array<std::int32_t, 2> values{};
+             return call<int>(n, c.display, c.window.drawable, &values[0], &values[1]) != 0
+                        ? "yes"
+                        : "no";),
+    ZOL_CALL(glXSwapBuffersMscOML, return text(static_cast<unsigned long>(call<std::int64_t>(
+                                       n, c.display, c.window.drawable, std::int64_t{0},
+                                       std::int64_t{0}, std::int64_t{0})));),
+    ZOL_CALL(glXWaitForMscOML, std::array<std::int64_t, 3> values{};
+             return call<int>(n, c.display, c.window.drawable, std::int64_t{0}, std::int64_t{0},
+                              std::int64_t{0}, &values[0], &values[1], &values[2]) != 0
+                        ? "yes"
+                        : "no";),
+    ZOL_CALL(glXWaitForSbcOML, std::array<std::int64_t, 3> values{};
+             return call<int>(n, c.display, c.window.drawable, std::int64_t{0}, &values[0],
+                              &values[1], &values[2]) != 0
+                        ? "yes"
+                        : "no";),
+    ZOL_CALL(glXCopySubBufferMESA, call<void>(n, c.display, c.window.drawable, 0, 0, 10, 10);
+             return "";),
+    ZOL_CALL(glXReleaseBuffersMESA,
+             return text(static_cast<unsigned long>(call<int>(n, c.display, c.window.drawable)));),
+    ZOL_CALL(glXDelayBeforeSwapNV,
+             return call<int>(n, c.display, c.window.drawable, 0.0f) != 0 ? "yes" : "no";),
+    ZOL_CALL(glXQueryRendererIntegerMESA, number = 0;
+             return call<int>(n, c.display, c.screen, 0, 0x8183, &number) != 0 ? "yes" : "no";),
+    ZOL_CALL(glXQueryCurrentRendererIntegerMESA, number = 0;
+             return call<int>(n, 0x8183, &number) != 0 ? "yes" : "no";),
+    ZOL_CALL(glXCushionSGI, call<void>(n, c.display, c.window.id, 1.0f); return "";),
+    ZOL_CALL(glXMakeCurrentReadSGI,
+             return call<int>(n, c.display, c.window.drawable, c.window.drawable, c.context) != 0
+                        ? "yes"
+                        : "no";),
+    ZOL_CALL(glXGetCurrentDisplayEXT, return call<Display*>(n) == c.display ? "mine" : "another";),
 };
 
 #undef ZOL_CALL

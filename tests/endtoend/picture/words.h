@@ -19,6 +19,7 @@ const Commands& faultCommands();     // taking away what others need
 const Commands& fontCommands();      // text
 const Commands& oldGlCommands();     // drawing without a swap, modes, queries
 const Commands& procedureCommands(); // functions by their names
+const Commands& processCommands();   // children, handlers, locale, what is refused
 
 template <class Value>
 Value next(std::istringstream& words) {
