@@ -144,7 +144,7 @@ LogState* newState() {
 }
 
 FILE* openStream(const char* path) {
-  FILE* stream = path ? std::fopen(path, "a") : nullptr;
+  FILE* stream = path ? std::fopen(path, "ae") : nullptr;
   if (!stream) return stderr;
   std::setbuf(stream, nullptr);
   return stream;
