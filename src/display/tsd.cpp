@@ -6,8 +6,16 @@
 
 #include <memory>
 #include <new>
+#include <pthread.h>
 
 std::atomic<zol::TLSKey> tsdKey{-1};
+
+namespace {
+
+// Told by the C library, once, and not asked of the kernel at every call.
+std::atomic<bool> inForkedChild{false};
+
+} // namespace
 
 namespace zol::gl {
 
@@ -26,9 +34,13 @@ TSD::~TSD() {
 
 } // namespace zol::gl
 
+void denyRecordsToForkedChildren() {
+  pthread_atfork(nullptr, nullptr, [] { inForkedChild = true; });
+}
+
 zol::gl::TSD* getTSD() {
   const zol::TLSKey key = tsdKey;
-  if (key == -1) return nullptr;
+  if (key == -1 || inForkedChild) return nullptr;
   const auto pthreadKey = static_cast<pthread_key_t>(key);
   if (void* const existing = zol::runtimeSymbols.pthread_getspecific(pthreadKey)) {
     return static_cast<zol::gl::TSD*>(existing);
@@ -42,7 +54,7 @@ zol::gl::TSD* getTSD() {
 }
 
 void cleanupTSD(void* tsd) {
-  if (tsd == nullptr) return;
+  if (tsd == nullptr || inForkedChild) return;
   // The thread's value is already cleared when a key's destructor runs. It is put back for the time
   // being, or clean-up that asks for the record would make a second one.
   const auto setValue = [key = tsdKey.load()](void* value) {

@@ -29,7 +29,12 @@ struct TSD {
 // Key of the per-thread record; -1 before initialisation and after finalisation.
 extern std::atomic<zol::TLSKey> tsdKey;
 
-// The calling thread's record, created at its first call; null when there is no key.
+// From now on the threads of forked children have no records: the connections in these are their
+// parent's, and so are the threads that hold locks.
+void denyRecordsToForkedChildren();
+
+// The calling thread's record, created at its first call; null when there is no key and in a forked
+// child.
 zol::gl::TSD* getTSD();
 
 // Destructor registered with the key: ends an exiting thread's record.

@@ -168,6 +168,7 @@ void zol_init(void* systemVendorHandle) {
   zol::conf::Settings::init();
   const auto& settings = zol::conf::settings();
   tsdKey = zol::createTLSKey(cleanupTSD);
+  denyRecordsToForkedChildren();
 
   if (settings.verbose || settings.printZolVersion) {
     std::fprintf(stderr, "YRSO ZOL-GL %s (%s bit version)\n", ZOL_VERSION, ZOL_WORD_SIZE);
