@@ -55,6 +55,27 @@ TEST(Binary, LinksNoGraphicsLibrary) {
   }
 }
 
+#ifndef ZOL_SHARED_CPP_RUNTIME
+// A program may come with a C++ runtime of another version, or with none: neither gets to see the
+// other's.
+TEST(Binary, BringsItsOwnCppRuntime) {
+  const std::string dynamic = output("readelf --dynamic " ZOL_LIBRARY);
+  for (const char* library : {"libstdc++", "libc++", "libgcc_s"}) {
+    EXPECT_EQ(dynamic.find("Shared library: [" + std::string(library)), std::string::npos)
+        << dynamic;
+  }
+  // The C library's own, which only happen to have such names.
+  const std::set<std::string> ofC = {"__cxa_atexit", "__cxa_finalize", "__cxa_thread_atexit_impl"};
+  const auto undefined = symbols("nm --dynamic --undefined-only " ZOL_LIBRARY);
+  EXPECT_GT(undefined.size(), 100u);
+  for (const std::string& name : undefined) {
+    EXPECT_FALSE(beginsWith(name, "_Z") || beginsWith(name, "_Unwind_") ||
+                 beginsWith(name, "__gxx_") || (beginsWith(name, "__cxa_") && !ofC.contains(name)))
+        << name;
+  }
+}
+#endif
+
 // Programs without threads must not get them by loading the library: it fetches these functions
 // when it runs. The C++ runtime inside the library is not counted, it copes with their absence.
 TEST(Binary, LinksNoFunctionOfTheThreadsLibrary) {
