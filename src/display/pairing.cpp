@@ -136,10 +136,8 @@ Display* _getLocalDisplay(TSD* tsd) {
 
   if (tsd->appdpy == nullptr) {
     ZOLGL_ERROR("appdpy not found for current thread");
-  } else {
-    const MutexLock lock(getLocalDisplayMapMutex());
-    Display** const paired = getLocalDisplayMap()->find(tsd->appdpy);
-    if (paired != nullptr && *paired != nullptr) return *paired;
+  } else if (Display* const open = openLocalDisplay(tsd->appdpy)) {
+    return open;
   }
 
   const char* const name = getLocalDisplayName(tsd);
@@ -161,6 +159,12 @@ Display* _getLocalDisplay(TSD* tsd) {
   lock.unlock();
   if (shared != local) XCloseDisplay(local);
   return shared;
+}
+
+Display* openLocalDisplay(Display* appdpy) {
+  const MutexLock lock(getLocalDisplayMapMutex());
+  Display** const paired = getLocalDisplayMap()->find(appdpy);
+  return paired != nullptr ? *paired : nullptr;
 }
 
 Display* localDisplayFor(Display* dpy, TSD* tsd) {

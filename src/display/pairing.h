@@ -20,6 +20,9 @@ bool _setupAppDisplay(Display* dpy, zol::gl::TSD* tsd);
 // failure.
 Display* _getLocalDisplay(zol::gl::TSD* tsd);
 
+// The local display that is open for `appdpy`; null if none. Opens nothing.
+Display* openLocalDisplay(Display* appdpy);
+
 // For calls that do not pair the thread themselves: pairs one that has made no GLX call yet, which
 // would otherwise open a local display that nobody closes.
 Display* localDisplayFor(Display* dpy, zol::gl::TSD* tsd);

@@ -36,6 +36,11 @@ std::string serverOf(Display* connection) {
   return name.substr(0, dot);
 }
 
+// The application display whose local display this thread works on.
+Display* pairedDisplayOf(const TSD* tsd, Display* appDisplay) {
+  return tsd != nullptr && tsd->appdpy != nullptr ? tsd->appdpy : appDisplay;
+}
+
 } // namespace
 
 void retain(DrawableInfo* record) {
@@ -48,16 +53,21 @@ void release(DrawableInfo* record) {
 
 DrawableInfo::DrawableInfo(LocalDrawableType drawableType, unsigned long app, GLXFBConfig config,
                            Display* appDpy, int x, int y, unsigned int width, unsigned int height)
-    : type(drawableType), appDrawable(app), appDisplay(appDpy), appServer(serverOf(appDpy)),
+    : type(drawableType), appDrawable(app), appDisplay(appDpy),
+      pairedDisplay(pairedDisplayOf(getTSD(), appDpy)), appServer(serverOf(appDpy)),
       fbconfig(config), painter(new XImagePainter(app)), geometry{x, y, width, height} {}
 
 DrawableInfo::~DrawableInfo() {
   painter.reset();
-  if (Display* const local = _getLocalDisplay(nullptr)) releaseLocalObjects(local);
+  if (Display* const own = _getLocalDisplay(nullptr)) {
+    Display* const local = openLocalDisplay(pairedDisplay);
+    releaseLocalObjects(local != nullptr ? local : own, own);
+  }
   _unsetLocalDisplay(appDisplay);
 }
 
-void DrawableInfo::releaseLocalObjects(Display* local) {
+// `own` is the calling thread's local display, on which it may have something current.
+void DrawableInfo::releaseLocalObjects(Display* local, Display* own) {
   const char* const label = "virtual zol::gl::DrawableInfo::~DrawableInfo()";
   ZOLGL_LOG_AS(label, DEBUG, "Destroying DrawableInfo %p", static_cast<void*>(this));
   const TSD* const tsd = getTSD();
@@ -77,7 +87,7 @@ void DrawableInfo::releaseLocalObjects(Display* local) {
       if (conf::settings().switchContextOnDrawableDestruction && mayUnbind) {
         if (system_glXMakeCurrent(local, localDrawable, readContext)) {
           object->releaseOGLResources();
-          system_glXMakeCurrent(local, previousDrawable, previousContext);
+          system_glXMakeCurrent(own, previousDrawable, previousContext);
         } else {
           ZOLGL_LOG_AS(label, WARNING, "Failed to bind read context while destroying readback");
         }
@@ -105,6 +115,8 @@ void DrawableInfo::releaseLocalObjects(Display* local) {
     ZOLGL_LOG_AS(label, DEBUG, "Destroying read context");
     system_glXDestroyContext(local, readContext);
   }
+  // Another connection may never be used again: nothing else would send what was asked of it.
+  if (local != own) XFlush(local);
 }
 
 bool DrawableInfo::onServerOf(Display* connection) const {

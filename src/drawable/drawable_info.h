@@ -32,10 +32,10 @@ class XImagePainter;
 // What the library keeps of one drawable that the program uses with GL: the local drawable behind
 // it, the window's facts as the application server reports them, and the way of its frames back.
 //
-// Lifetime: counted (drawable_ref.h). Deletion releases the local objects through the deleting
-// thread's local display, takes the local display mutex and, through _unsetLocalDisplay, the list
-// and map mutexes: never let go of a reference while holding one of these. Threads: the members say
-// who may touch them.
+// Lifetime: counted (drawable_ref.h). Deletion releases the local objects, whichever thread it
+// falls to, on the local display that they were made on; it takes the local display mutex and,
+// through _unsetLocalDisplay, the list and map mutexes: never let go of a reference while holding
+// one of these. Threads: the members say who may touch them.
 class DrawableInfo {
 public:
   DrawableInfo(LocalDrawableType drawableType, unsigned long app, GLXFBConfig config,
@@ -46,6 +46,9 @@ public:
 
   // Whether `connection` leads to the application server that the drawable lives on; true for null.
   bool onServerOf(Display* connection) const;
+
+  // Whether some thread has it current. Ask with one reference of one's own beside the registry's.
+  bool isBound() const { return references > 2; }
 
   VisualID getVisualID();
   void getGeometry(IRect* rect);
@@ -80,6 +83,7 @@ public:
   const unsigned long appDrawable; // the program's id; for pixmaps and pbuffers the local one too
   LocalVisualInfo* lvi = nullptr;
   Display* const appDisplay;
+  Display* const pairedDisplay; // whose local display the local objects are on
   const std::string appServer; // the display's name less its screen: the display itself may be gone
   Pixmap appPixmap = None;     // LOCAL_PIXMAP: the program's pixmap
   Pixmap localPixmap = None;   // LOCAL_PIXMAP: the X pixmap behind localDrawable; owned
@@ -106,7 +110,7 @@ private:
   friend void release(DrawableInfo* record);
 
   void recreateBoundPbuffer(Display* local);
-  void releaseLocalObjects(Display* local);
+  void releaseLocalObjects(Display* local, Display* own);
 
   std::atomic<int> references{0};
   std::atomic<bool> fbconfigInvalidated{false};

@@ -45,6 +45,14 @@ void clearOwnBindings(TSD* tsd, const DrawableRef& record) {
   if (tsd->readDrawable == record) tsd->readDrawable.reset();
 }
 
+// Whether the window's pbuffer is another connection's and nobody uses it: the program has handed
+// the window on, or it is a new one with the id of one whose connection is closed. The driver knows
+// a pbuffer only on the connection that it was made on.
+bool isLeftBehind(const DrawableRef& existing, const TSD* tsd) {
+  return existing->type == LOCAL_WINDOW && tsd != nullptr && tsd->appdpy != nullptr &&
+         existing->pairedDisplay != tsd->appdpy && !existing->isBound();
+}
+
 // The record that serves the request as it is; null when a new one has to be made.
 DrawableRef reusable(DrawableRef existing, Display* dpy, Window window, GLXFBConfig fbconfig,
                      const TSD* tsd, const char* label) {
@@ -54,7 +62,8 @@ DrawableRef reusable(DrawableRef existing, Display* dpy, Window window, GLXFBCon
     XSync(dpy, False);
     return nullptr;
   }
-  if (fbconfig == nullptr || !existing->fbconfigChanged(fbconfig)) return existing;
+  const bool leftBehind = isLeftBehind(existing, tsd);
+  if (fbconfig == nullptr || (!existing->fbconfigChanged(fbconfig) && !leftBehind)) return existing;
   if (!existing->updateWindowInfo(nullptr, nullptr, nullptr)) {
     ZOLGL_LOG_AS(label, DEBUG, "Cannot invalidate fbconfig if the drawable is not valid");
     return existing;
