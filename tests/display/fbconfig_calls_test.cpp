@@ -25,26 +25,15 @@ using VisualPtr = std::unique_ptr<XVisualInfo, XFreed>;
 
 class FBConfigs : public OddConfigsRig {
 protected:
-  void prepare() {
-    OddConfigsRig::prepare();
-    findFunctions();
-  }
-  void open() {
-    OddConfigsRig::open();
-    findFunctions();
+  void findFunctions() override {
+    choose_ = GL_OF(host(), glXChooseFBConfig);
+    getAttrib_ = GL_OF(host(), glXGetFBConfigAttrib);
+    getVisual_ = GL_OF(host(), glXGetVisualFromFBConfig);
   }
 
   decltype(&::glXChooseFBConfig) choose_ = nullptr;
   decltype(&::glXGetFBConfigAttrib) getAttrib_ = nullptr;
   decltype(&::glXGetVisualFromFBConfig) getVisual_ = nullptr;
-
-private:
-  void findFunctions() {
-    choose_ = GL_OF(host(), glXChooseFBConfig);
-    getAttrib_ = GL_OF(host(), glXGetFBConfigAttrib);
-    getVisual_ = GL_OF(host(), glXGetVisualFromFBConfig);
-    forget();
-  }
 };
 
 // Choosing -------------------------------------------------------------------------------------

@@ -14,13 +14,11 @@ const std::string kQuery = "void zol_glXQueryDrawable(Display*, GLXDrawable, int
 
 class GLXWindows : public OddConfigsRig {
 protected:
-  void prepare() {
-    OddConfigsRig::prepare();
-    findFunctions();
-  }
-  void open() {
-    OddConfigsRig::open();
-    findFunctions();
+  void findFunctions() override {
+    window_ = createWindow(display_, visuals_.doubled, 5, 48);
+    create_ = GL_OF(host(), glXCreateWindow);
+    destroy_ = GL_OF(host(), glXDestroyWindow);
+    query_ = GL_OF(host(), glXQueryDrawable);
   }
   unsigned queried(Display* display, GLXDrawable drawable, int attribute) {
     unsigned value = 5;
@@ -32,15 +30,6 @@ protected:
   decltype(&::glXCreateWindow) create_ = nullptr;
   decltype(&::glXDestroyWindow) destroy_ = nullptr;
   decltype(&::glXQueryDrawable) query_ = nullptr;
-
-private:
-  void findFunctions() {
-    window_ = createWindow(display_, visuals_.doubled, 5, 48);
-    create_ = GL_OF(host(), glXCreateWindow);
-    destroy_ = GL_OF(host(), glXDestroyWindow);
-    query_ = GL_OF(host(), glXQueryDrawable);
-    forget();
-  }
 };
 
 TEST_F(GLXWindows, AreTheWindowsThemselves) {

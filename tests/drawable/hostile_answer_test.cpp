@@ -1,4 +1,4 @@
-#include "rig/fixture.h"
+#include "rig/window_rig.h"
 
 #include <X11/Xproto.h>
 
@@ -43,18 +43,14 @@ extern "C" __attribute__((visibility("default"))) int _XReply(Display* display, 
 
 namespace {
 
-class HostileAnswer : public Rig {
+class HostileAnswer : public WindowRig {
 protected:
   // A look at the current window, of which the server says this.
   Lines lookAt(std::size_t offset, std::uint32_t value) {
-    start();
-    outside::holdDeliveries();
-    Display* const display = openDisplay();
-    const Window window = createWindow(display, visuals_.doubled, 64, 48);
-    EXPECT_EQ(makeCurrent(display, window, createContext(display, visuals_.doubled)), True);
+    open();
+    bind(window_, context_);
     const auto viewport = GL_OF(host(), glViewport);
-    swap(display, window); // the first viewport after a frame looks at the window
-    forget();
+    pastFrame(); // the first viewport after a frame looks at the window
     lie = {offset, value};
     viewport(0, 0, 64, 48);
     EXPECT_EQ(told, 1);

@@ -1,4 +1,4 @@
-#include "rig/fixture.h"
+#include "rig/window_rig.h"
 
 #include <algorithm>
 #include <atomic>
@@ -16,32 +16,11 @@ std::string pbufferCall(const char* config, int width, int height, int number) {
          ", GLX_PRESERVED_CONTENTS=1, 0}) = pbuffer" + std::to_string(number);
 }
 
-// A window with its context current, deliveries held.
-class WindowCalls : public Rig {
+class WindowCalls : public WindowRig {
 protected:
-  void open(unsigned width = 64, unsigned height = 48) {
-    start();
-    outside::holdDeliveries();
-    display_ = openDisplay();
-    context_ = createContext(display_, visuals_.doubled);
-    window_ = createWindow(display_, visuals_.doubled, width, height);
-    forget();
-  }
-  void bind(GLXDrawable window, GLXContext context) {
-    ASSERT_EQ(makeCurrent(display_, window, context), True);
-    forget();
-  }
   void openAndBind() {
     open();
     bind(window_, context_);
-  }
-  void firstFrame() {
-    swap(display_, window_);
-    forget();
-  }
-  void resize(unsigned width, unsigned height) {
-    XResizeWindow(display_, window_, width, height);
-    XSync(display_, False);
   }
 
   // The lines and calls from the moment when the window is looked at again.
@@ -53,10 +32,6 @@ protected:
 
   const std::string notMoved_ = debugLine(kUpdateWindowInfoLabel, "Moved from (0,0) to (0,0)");
   const std::string done_ = debugLine(kReadbackLabel, "DONE");
-
-  Display* display_ = nullptr;
-  GLXContext context_ = nullptr;
-  Window window_ = 0;
 };
 
 // Size ----------------------------------------------------------------------------------------
@@ -72,8 +47,8 @@ TEST_F(WindowCalls, ASmallWindowGetsAPbufferOfTenByTen) {
 
 TEST_F(WindowCalls, AResizeOfTheBoundWindowExchangesItsPbuffer) {
   openAndBind();
-  firstFrame();
-  resize(100, 30);
+  pastFrame();
+  resizeWindow(window_, 100, 30);
   swap(display_, window_);
   EXPECT_LINES(resizeLines(),
                {debugLine(kCheckForResizeLabel, "START"),
@@ -91,16 +66,16 @@ TEST_F(WindowCalls, AResizeWithoutAReadDrawableRebindsTheDrawDrawable) {
   open();
   ASSERT_EQ(GL_OF(host(), glXMakeContextCurrent)(display_, window_, None, context_), True);
   forget();
-  resize(100, 30);
+  resizeWindow(window_, 100, 30);
   swap(display_, window_);
   EXPECT_EQ(driverCalls().back(), "glXMakeCurrent(local, pbuffer3, ctx1)");
 }
 
 TEST_F(WindowCalls, TheFrameAfterAResizeIsReadFromTheNewPbuffer) {
   openAndBind();
-  firstFrame();
-  resize(100, 30);
-  firstFrame();
+  pastFrame();
+  resizeWindow(window_, 100, 30);
+  pastFrame();
   swap(display_, window_);
   EXPECT_LINES(driverCalls(),
                {"glXSwapBuffers(local, pbuffer3)", "glXGetCurrentContext() = ctx1",
@@ -118,8 +93,8 @@ TEST_F(WindowCalls, TheFrameAfterAResizeIsReadFromTheNewPbuffer) {
 
 TEST_F(WindowCalls, AResizeThatCannotUnbindLeavesThePbuffer) {
   openAndBind();
-  firstFrame();
-  resize(100, 30);
+  pastFrame();
+  resizeWindow(window_, 100, 30);
   recorder().fail("glXMakeCurrent", 3); // after the read context's and the restoring one
   swap(display_, window_);
   EXPECT_LINES(resizeLines(),
@@ -138,8 +113,8 @@ TEST_F(WindowCalls, AResizeThatCannotUnbindLeavesThePbuffer) {
 
 TEST_F(WindowCalls, AResizeThatCannotRebindSaysSo) {
   openAndBind();
-  firstFrame();
-  resize(100, 30);
+  pastFrame();
+  resizeWindow(window_, 100, 30);
   recorder().fail("glXMakeContextCurrent");
   swap(display_, window_);
   const Lines lines = logged();
@@ -157,9 +132,8 @@ TEST_F(WindowCalls, AResizeThatCannotRebindSaysSo) {
 
 TEST_F(WindowCalls, AMoveIsOnlyNoted) {
   openAndBind();
-  firstFrame();
-  XMoveWindow(display_, window_, 11, 22);
-  XSync(display_, False);
+  pastFrame();
+  moveWindow(window_, 11, 22);
   swap(display_, window_);
   EXPECT_LINES(resizeLines(),
                {debugLine(kCheckForResizeLabel, "START"),
@@ -172,9 +146,8 @@ TEST_F(WindowCalls, AMoveIsOnlyNoted) {
 
 TEST_F(WindowCalls, AnUnmapExchangesThePbufferAndStopsTheFrames) {
   openAndBind();
-  firstFrame();
-  XUnmapWindow(display_, window_);
-  XSync(display_, False);
+  pastFrame();
+  unmapWindow(window_);
   swap(display_, window_);
   EXPECT_LINES(resizeLines(),
                {debugLine(kCheckForResizeLabel, "START"),
@@ -192,8 +165,7 @@ TEST_F(WindowCalls, AnUnmapExchangesThePbufferAndStopsTheFrames) {
                           debugLine(kReadbackLabel, "window not visible")});
   EXPECT_LINES(driverCalls(), {"glXSwapBuffers(local, pbuffer3)"});
 
-  XMapWindow(display_, window_);
-  XSync(display_, False);
+  mapWindow(window_);
   swap(display_, window_);
   const Lines lines = logged();
   EXPECT_LINES(Lines(lines.begin(), lines.begin() + 4),
@@ -208,9 +180,8 @@ TEST_F(WindowCalls, AnUnmapExchangesThePbufferAndStopsTheFrames) {
 TEST_F(WindowCalls, AnUnmapMayKeepThePbuffer) {
   set("ZOL_GL_REFRESH_PBUFFER_ON_VISIBILITY_CHANGED", "0");
   openAndBind();
-  firstFrame();
-  XUnmapWindow(display_, window_);
-  XSync(display_, False);
+  pastFrame();
+  unmapWindow(window_);
   swap(display_, window_);
   EXPECT_LINES(resizeLines(),
                {debugLine(kCheckForResizeLabel, "START"),
@@ -222,9 +193,8 @@ TEST_F(WindowCalls, AnUnmapMayKeepThePbuffer) {
 TEST_F(WindowCalls, VisibilityMayBeOfNoConcern) {
   set("ZOL_GL_ENABLE_VISIBILITY_CHECK", "0");
   openAndBind();
-  firstFrame();
-  XUnmapWindow(display_, window_);
-  XSync(display_, False);
+  pastFrame();
+  unmapWindow(window_);
   swap(display_, window_);
   EXPECT_FALSE(hasLine(logged(), "<any>Became hidden"));
   swap(display_, window_);
@@ -234,11 +204,9 @@ TEST_F(WindowCalls, VisibilityMayBeOfNoConcern) {
 TEST_F(WindowCalls, AHiddenWindowIsNotLookedAtASecondTimeWhenToldTo) {
   set("ZOL_GL_DOUBLE_CHECK_VISIBLE", "0");
   openAndBind();
-  XUnmapWindow(display_, window_);
-  XSync(display_, False);
-  firstFrame();
-  XMapWindow(display_, window_);
-  XSync(display_, False);
+  unmapWindow(window_);
+  pastFrame();
+  mapWindow(window_);
   swap(display_, window_);
   EXPECT_LINES(logged(), {debugLine(kSwapBuffersLabel, "drawable " + hex(window_)),
                           debugLine(kReadbackLabel, "window not visible")});
@@ -268,20 +236,19 @@ TEST_F(WindowCalls, AnotherConfigurationReplacesTheRecordInTheSameCall) {
   EXPECT_EQ(makeCurrent(display_, window_, alpha), True);
   EXPECT_LINES(
       logged(),
-      {debugLine(kMakeCurrentLabel, "drawable: " + hex(window_) + ", context: " + hex(alpha)),
-       debugLine(kUpdateWindowInfoLabel, "Pbuffer needs update: 0"),
-       debugLine(kGetDrawableInfoLabel, "Invalidating fbconfig for drawable info"),
-       debugLine(kClearDeletedLabel, "deleting 0x" + hex(window_)),
-       debugLine(kDestructorLabel, "Destroying DrawableInfo <ptr>"),
-       debugLine(kDestructorLabel, "No GLXContext bound while destroying pbuffer/pixmap"),
-       debugLine(kDestructorLabel, "No GLXDrawable bound while destroying pbuffer/pixmap"),
-       debugLine(kDestructorLabel, "Destroying local pbuffer"),
-       debugLine(kDestructorLabel, "Destroying dummy pbuffer"),
-       debugLine(kUpdateWindowInfoLabel, "Pbuffer needs update: 1"),
-       debugLine(kUpdateWindowInfoLabel, "VisualID set to 0x" + hex(visuals_.doubled.visualid)),
-       debugLine(kUpdatePbufferLabel, "resized pbuffer to new geometry: 64x48"),
-       debugLine(kGetDrawableInfoLabel,
-                 "new local drawable 5a000004 (1) for app drawable " + hex(window_))});
+      (Lines{debugLine(kMakeCurrentLabel, "drawable: " + hex(window_) + ", context: " + hex(alpha)),
+             debugLine(kUpdateWindowInfoLabel, "Pbuffer needs update: 0"),
+             debugLine(kGetDrawableInfoLabel, "Invalidating fbconfig for drawable info"),
+             debugLine(kClearDeletedLabel, "deleting 0x" + hex(window_))} +
+       kUnboundEndLines +
+       Lines{
+           debugLine(kDestructorLabel, "Destroying local pbuffer"),
+           debugLine(kDestructorLabel, "Destroying dummy pbuffer"),
+           debugLine(kUpdateWindowInfoLabel, "Pbuffer needs update: 1"),
+           debugLine(kUpdateWindowInfoLabel, "VisualID set to 0x" + hex(visuals_.doubled.visualid)),
+           debugLine(kUpdatePbufferLabel, "resized pbuffer to new geometry: 64x48"),
+           debugLine(kGetDrawableInfoLabel,
+                     "new local drawable 5a000004 (1) for app drawable " + hex(window_))}));
   EXPECT_LINES(driverCalls(),
                {"glXGetCurrentContext() = NULL", "glXGetCurrentDrawable()",
                 "glXDestroyPbuffer(local, pbuffer2)", "glXDestroyPbuffer(local, pbuffer1)",
@@ -291,7 +258,7 @@ TEST_F(WindowCalls, AnotherConfigurationReplacesTheRecordInTheSameCall) {
 
 TEST_F(WindowCalls, AnotherConfigurationOfTheBoundWindowLeavesNothingDangling) {
   openAndBind();
-  firstFrame();
+  pastFrame();
   const GLXContext alpha = createContext(display_, visuals_.alpha);
   forget();
   EXPECT_EQ(makeCurrent(display_, window_, alpha), True);
@@ -305,9 +272,8 @@ TEST_F(WindowCalls, AnotherConfigurationOfTheBoundWindowLeavesNothingDangling) {
 
 TEST_F(WindowCalls, AWindowThatIsGoneIsNoticedByItsNextFrame) {
   openAndBind();
-  firstFrame();
-  XDestroyWindow(display_, window_);
-  XSync(display_, False);
+  pastFrame();
+  destroyWindow(window_);
   swap(display_, window_);
   EXPECT_LINES(resizeLines(),
                {debugLine(kCheckForResizeLabel, "START"),
@@ -320,22 +286,18 @@ TEST_F(WindowCalls, AWindowThatIsGoneIsForgottenWithTheNextContextsDestruction) 
   const GLXContext other = createContext(display_, visuals_.doubled);
   bind(window_, context_);
   ASSERT_EQ(makeCurrent(display_, None, nullptr), True);
-  XDestroyWindow(display_, window_);
-  XSync(display_, False);
+  destroyWindow(window_);
   forget();
   GL_OF(host(), glXDestroyContext)(display_, other);
   Lines lines = logged();
   lines.erase(lines.begin(), lines.begin() + 2); // the lookup of the function
-  EXPECT_LINES(lines,
-               {debugLine("void zol_glXDestroyContext(Display*, GLXContext)", "START"),
-                debugLine("void zol_glXDestroyContext(Display*, GLXContext)",
-                          "context " + hex(other) + " removed from the map."),
-                debugLine(kClearDeletedLabel, "deleting 0x" + hex(window_)),
-                debugLine(kDestructorLabel, "Destroying DrawableInfo <ptr>"),
-                debugLine(kDestructorLabel, "No GLXContext bound while destroying pbuffer/pixmap"),
-                debugLine(kDestructorLabel, "No GLXDrawable bound while destroying pbuffer/pixmap"),
-                debugLine(kDestructorLabel, "Destroying local pbuffer"),
-                debugLine(kDestructorLabel, "Destroying dummy pbuffer")});
+  EXPECT_LINES(lines, (Lines{debugLine("void zol_glXDestroyContext(Display*, GLXContext)", "START"),
+                             debugLine("void zol_glXDestroyContext(Display*, GLXContext)",
+                                       "context " + hex(other) + " removed from the map."),
+                             debugLine(kClearDeletedLabel, "deleting 0x" + hex(window_))} +
+                       kUnboundEndLines +
+                       Lines{debugLine(kDestructorLabel, "Destroying local pbuffer"),
+                             debugLine(kDestructorLabel, "Destroying dummy pbuffer")}));
   EXPECT_LINES(driverCalls(),
                {"glXGetCurrentContext() = NULL", "glXGetCurrentDrawable()",
                 "glXDestroyPbuffer(local, pbuffer2)", "glXDestroyPbuffer(local, pbuffer1)",
@@ -350,11 +312,10 @@ protected:
   void endFirstWindow() {
     open();
     bind(window_, context_);
-    firstFrame();
+    pastFrame();
     second_ = createWindow(display_, visuals_.doubled, 20, 10);
     bind(second_, context_);
-    XDestroyWindow(display_, window_);
-    XSync(display_, False);
+    destroyWindow(window_);
     other_ = createContext(display_, visuals_.doubled);
     destroy_ = GL_OF(host(), glXDestroyContext);
     forget();
@@ -418,10 +379,9 @@ TEST_F(WindowEnd, GoesOnWhenItsReadContextCannotBeBound) {
 // The thread's own record is deleted: nothing may point to it any more.
 TEST_F(WindowEnd, OfTheCurrentWindowClearsTheThreadsBinding) {
   openAndBind();
-  firstFrame();
+  pastFrame();
   const GLXContext other = createContext(display_, visuals_.doubled);
-  XDestroyWindow(display_, window_);
-  XSync(display_, False);
+  destroyWindow(window_);
   GL_OF(host(), glXDestroyContext)(display_, other);
   EXPECT_EQ(GL_OF(host(), glXGetCurrentDrawable)(), 0u);
   EXPECT_EQ(GL_OF(host(), glXGetCurrentReadDrawable)(), 0u);
@@ -447,8 +407,7 @@ TEST_F(WindowEnd, WaitsForTheThreadThatHasTheWindowCurrent) {
     EXPECT_EQ(makeCurrent(display_, None, nullptr), True);
   });
   ASSERT_TRUE(eventually([&] { return bound.load(); }));
-  XDestroyWindow(display_, window_);
-  XSync(display_, False);
+  destroyWindow(window_);
   forget();
   GL_OF(host(), glXDestroyContext)(display_, third);
   EXPECT_TRUE(hasLine(logged(), debugLine(kClearDeletedLabel, "deleting 0x" + hex(window_))));
@@ -465,8 +424,7 @@ TEST_F(WindowEnd, BeforeItsFirstBindingIsNoticedWhenItsIdIsUsedAgain) {
   open();
   recorder().fail("glXMakeCurrent");
   ASSERT_EQ(makeCurrent(display_, window_, context_), False);
-  XDestroyWindow(display_, window_);
-  XSync(display_, False);
+  destroyWindow(window_);
   forget();
   const int syncs = outside::calls("XSync");
   EXPECT_EQ(makeCurrent(display_, window_, context_), False);

@@ -119,8 +119,7 @@ TEST_F(Delivery, FollowsAResize) {
   open();
   frame(1);
   deliverFrame(1);
-  XResizeWindow(display_, window_, 90, 37);
-  XSync(display_, False);
+  resizeWindow(window_, 90, 37);
   frame(2); // still of the old size
   frame(3);
   outside::letDeliveriesPass();
@@ -460,16 +459,11 @@ protected:
     Delivery::TearDown();
     EXPECT_EQ(errors_, 0) << "errors reached the program's handler";
   }
-  void destroyWindow() {
-    XDestroyWindow(display_, window_);
-    XSync(display_, False);
-  }
   // Another window whose frames are delivered after those of the first.
   void another() {
     second_ = createWindow(display_, visuals_.doubled, 64, 48);
     ASSERT_EQ(makeCurrent(display_, second_, context_), True);
-    XMoveWindow(display_, second_, 300, 300);
-    XSync(display_, False);
+    moveWindow(second_, 300, 300);
   }
   void expectOtherWindowServed() {
     recorder().setFrame(picture(7));
@@ -486,7 +480,7 @@ TEST_F(WindowGone, BeforeItsFirstDeliveryIsNoHarm) {
   open();
   another();
   frame(1);
-  destroyWindow();
+  destroyWindow(window_);
   expectOtherWindowServed();
 }
 
@@ -496,7 +490,7 @@ TEST_F(WindowGone, BetweenDeliveriesIsNoHarm) {
   frame(1);
   deliverFrame(1);
   frame(2);
-  destroyWindow();
+  destroyWindow(window_);
   expectOtherWindowServed();
 }
 
@@ -505,7 +499,7 @@ TEST_F(WindowGone, IsNoHarmToPlainDeliveries) {
   open();
   another();
   frame(1);
-  destroyWindow();
+  destroyWindow(window_);
   expectOtherWindowServed();
 }
 
@@ -514,7 +508,7 @@ TEST_F(WindowGone, IsNoticedBeforehandWhenToldTo) {
   open();
   another();
   frame(1);
-  destroyWindow();
+  destroyWindow(window_);
   expectOtherWindowServed();
   EXPECT_TRUE(hasLine(otherLog(),
                       "W void zol::gl::DrawableInfo::copyback(Display*, XExtCodes*): Drawable 0x" +

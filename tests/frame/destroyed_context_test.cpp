@@ -15,10 +15,6 @@ protected:
     destroy(context_);
     forget();
   }
-  void resize(unsigned width, unsigned height) {
-    XResizeWindow(display_, window_, width, height);
-    XSync(display_, False);
-  }
 };
 
 TEST_F(DestroyedContext, StaysOnItsThreadThroughASwap) {
@@ -33,7 +29,7 @@ TEST_F(DestroyedContext, StaysOnItsThreadThroughASwap) {
 TEST_F(DestroyedContext, StaysOnItsThreadThroughALookAtAResizedWindow) {
   openAndDestroy();
   const auto viewport = GL_OF(host(), glViewport);
-  resize(100, 30);
+  resizeWindow(window_, 100, 30);
   forget();
   viewport(0, 0, 100, 30);
   EXPECT_TRUE(hasLine(logged(), debugLine(kUpdateWindowInfoLabel, "Resized from 64x48 to 100x30")));
@@ -55,8 +51,7 @@ TEST_F(DestroyedContext, StaysOnItsThreadThroughTheEndOfAnotherWindow) {
   ASSERT_EQ(makeCurrent(display_, second, context_), True);
   const GLXContext other = createContext(display_, visuals_.doubled);
   destroy(context_);
-  XDestroyWindow(display_, window_);
-  XSync(display_, False);
+  destroyWindow(window_);
   forget();
   destroy(other); // makes the library look for windows that are gone
   EXPECT_TRUE(hasLine(logged(), debugLine(kClearDeletedLabel, "deleting 0x" + hex(window_))));

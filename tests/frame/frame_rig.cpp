@@ -3,30 +3,14 @@
 namespace zol::rig {
 
 void FrameRig::open(unsigned width, unsigned height, int x, int y) {
-  start();
-  outside::holdDeliveries();
-  display_ = openDisplay();
-  context_ = createContext(display_, visuals_.doubled);
-  window_ = createWindow(display_, visuals_.doubled, width, height);
-  XMoveWindow(display_, window_, x, y);
-  XSync(display_, False);
-  ASSERT_EQ(makeCurrent(display_, window_, context_), True);
-  forget();
+  WindowRig::open(width, height);
+  moveWindow(window_, x, y);
+  bind(window_, context_);
 }
 
 void FrameRig::openFor(XVisualInfo Visuals::*visual, unsigned width, unsigned height) {
-  start();
-  outside::holdDeliveries();
-  display_ = openDisplay();
-  context_ = createContext(display_, visuals_.*visual);
-  window_ = createWindow(display_, visuals_.*visual, width, height);
-  ASSERT_EQ(makeCurrent(display_, window_, context_), True);
-  forget();
-}
-
-void FrameRig::pastFrame() {
-  swap(display_, window_);
-  forget();
+  WindowRig::openFor(visual, width, height);
+  bind(window_, context_);
 }
 
 void FrameRig::deliverUntil(const std::function<bool()>& condition) {

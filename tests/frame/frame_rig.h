@@ -1,17 +1,15 @@
 #pragma once
 
-#include "rig/fixture.h"
+#include "rig/window_rig.h"
 
 namespace zol::rig {
 
-// Where frames begin: a window with its context current, deliveries held until the test lets them.
-class FrameRig : public Rig {
+// Where frames begin: the window's context is current.
+class FrameRig : public WindowRig {
 protected:
   void open(unsigned width = 64, unsigned height = 48, int x = 0, int y = 0);
   // The same for a window and a context of this visual.
   void openFor(XVisualInfo Visuals::*visual, unsigned width = 64, unsigned height = 48);
-  // One frame, of which nothing is looked at.
-  void pastFrame();
 
   // One pass of the copyback thread, waited for until the condition holds.
   void deliverUntil(const std::function<bool()>& condition);
@@ -27,10 +25,6 @@ protected:
   // The frame that the driver delivers: every pixel tells its place and the frame.
   static FramePattern picture(unsigned frame);
   static std::vector<std::uint32_t> pictureOf(unsigned frame, unsigned width, unsigned height);
-
-  Display* display_ = nullptr;
-  GLXContext context_ = nullptr;
-  Window window_ = 0;
 
 private:
   Lines otherLog_;

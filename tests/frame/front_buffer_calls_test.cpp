@@ -664,8 +664,7 @@ TEST_F(Viewport, MayLookOnceAFrame) {
 
 TEST_F(Viewport, ExchangesThePbufferFirst) {
   openDoubled();
-  XResizeWindow(display_, window_, 100, 30);
-  XSync(display_, False);
+  resizeWindow(window_, 100, 30);
   viewport_(0, 0, 100, 30);
   const Lines calls = driverCalls();
   EXPECT_TRUE(hasLine(calls, "glXCreatePbuffer(local, fb1, {GLX_PBUFFER_WIDTH=100, "

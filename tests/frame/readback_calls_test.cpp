@@ -147,8 +147,7 @@ TEST_F(Readback, StartsTheCopybackThreadWhenNothingElseHas) {
 TEST_F(Readback, OfAHeightThatChangedMakesTheTextureAnew) {
   open(64, 48);
   pastFrame();
-  XResizeWindow(display_, window_, 64, 49);
-  XSync(display_, False);
+  resizeWindow(window_, 64, 49);
   pastFrame(); // still the old size; the resize follows it
   swap(display_, window_);
   EXPECT_TRUE(hasLine(logged(), debugLine(kGPUReadbackLabel, "Resizing GPU readback textures to "
@@ -314,11 +313,9 @@ TEST_F(ReadbackFailure, OfTheSecondBindingEndsTheFrame) {
 
 TEST_F(ReadbackFailure, OfALookAtAHiddenWindowEndsTheFrame) {
   open();
-  XUnmapWindow(display_, window_);
-  XSync(display_, False);
+  unmapWindow(window_);
   pastFrame(); // it is seen to be hidden
-  XDestroyWindow(display_, window_);
-  XSync(display_, False);
+  destroyWindow(window_);
   swap(display_, window_);
   EXPECT_LINES(logged(), {debugLine(kSwapBuffersLabel, "drawable " + hex(window_)),
                           debugLine(kReadbackLabel, "failed to update window info")});

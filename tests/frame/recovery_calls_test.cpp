@@ -48,8 +48,7 @@ TEST_F(Recovery, OfAWindowThatWasGoneBeforeItsFirstFrameRaisesNoError) {
   ASSERT_EQ(makeCurrent(display_, window_, context_), True); // known from here on
   ASSERT_EQ(makeCurrent(display_, gone, context_), True);
   swap(display_, gone);
-  XDestroyWindow(display_, gone);
-  XSync(display_, False);
+  destroyWindow(gone);
   ASSERT_EQ(makeCurrent(display_, window_, context_), True);
   recorder().setFrame(picture(1));
   swap(display_, window_);

@@ -63,6 +63,15 @@ inline std::string debugLine(const std::string& label, const std::string& messag
   return "D " + label + ": " + message;
 }
 
+// A record of another configuration stays where there is no window to make it anew for.
+inline const std::string kRecordKeptLine =
+    debugLine(kGetDrawableInfoLabel, "Cannot invalidate fbconfig if the drawable is not valid");
+// How the end of a record begins on a thread that has nothing current.
+inline const Lines kUnboundEndLines = {
+    debugLine(kDestructorLabel, "Destroying DrawableInfo <ptr>"),
+    debugLine(kDestructorLabel, "No GLXContext bound while destroying pbuffer/pixmap"),
+    debugLine(kDestructorLabel, "No GLXDrawable bound while destroying pbuffer/pixmap")};
+
 inline Lines operator+(Lines first, const Lines& second) {
   first.insert(first.end(), second.begin(), second.end());
   return first;

@@ -1,6 +1,7 @@
 #include "rig/odd_configs.h"
 
 #include <stdexcept>
+#include <thread>
 
 namespace zol::rig {
 namespace {
@@ -40,6 +41,7 @@ void OddConfigsRig::prepare() {
   blind_ = addConfig(0, 0x106, false);
   begin();
   display_ = openDisplay();
+  findFunctions();
   forget();
 }
 
@@ -87,6 +89,20 @@ Lines OddConfigsRig::notFoundLines(GLXFBConfig config) {
   return {debugLine(kGetLVI, "LVI not found for fbconfig " + address(config) +
                                  " (local visual <hex>). Trying another way..."),
           debugLine(kGetLVI, "LVI for fbconfig " + address(config) + " not found (again)")};
+}
+
+void OddConfigsRig::onCutOffThread(const std::function<void()>& work) {
+  std::thread([&] {
+    outside::fail("XOpenDisplay", 1000);
+    work();
+    outside::fail("XOpenDisplay", 0);
+  }).join();
+}
+
+bool OddConfigsRig::isOfAnotherConfig(GLXDrawable drawable) {
+  forget();
+  EXPECT_EQ(makeCurrent(display_, drawable, context_), True);
+  return hasLine(logged(), kRecordKeptLine);
 }
 
 } // namespace zol::rig

@@ -13,6 +13,8 @@ protected:
   void prepare();
   // The same, paired, with the map of the visuals built and one context, "ctx1".
   void open();
+  // What a fixture looks up in the library, or makes on the display; prepare() calls it.
+  virtual void findFunctions() {}
 
   // What the driver is asked about a configuration that is looked up by its visual.
   static Lines lookUpCalls(const std::string& config);
@@ -22,6 +24,11 @@ protected:
   static Lines candidateLines(GLXFBConfig config);
   // ...and when it finds nothing.
   static Lines notFoundLines(GLXFBConfig config);
+
+  // Does it on a thread of its own, which reaches no display.
+  static void onCutOffThread(const std::function<void()>& work);
+  // Makes the drawable current; whether its record is of another configuration than "ctx1".
+  bool isOfAnotherConfig(GLXDrawable drawable);
 
   Display* display_ = nullptr;
   GLXContext context_ = nullptr;
