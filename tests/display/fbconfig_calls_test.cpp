@@ -1,5 +1,6 @@
 #include "rig/lock_probe.h"
 #include "rig/odd_configs.h"
+#include "visual/attribute_names.h"
 
 #include <optional>
 #include <sys/resource.h>
@@ -264,39 +265,8 @@ TEST_F(FBConfigs, AreThoseOfTheLocalDisplaysOwnScreen) {
 
 TEST_F(FBConfigs, AttributesAreTheDrivers) {
   open();
-  const std::pair<int, const char*> known[] = {
-      {2, "GLX_BUFFER_SIZE"},
-      {3, "GLX_LEVEL"},
-      {5, "GLX_DOUBLEBUFFER"},
-      {6, "GLX_STEREO"},
-      {7, "GLX_AUX_BUFFERS"},
-      {8, "GLX_RED_SIZE"},
-      {9, "GLX_GREEN_SIZE"},
-      {10, "GLX_BLUE_SIZE"},
-      {11, "GLX_ALPHA_SIZE"},
-      {12, "GLX_DEPTH_SIZE"},
-      {13, "GLX_STENCIL_SIZE"},
-      {14, "GLX_ACCUM_RED_SIZE"},
-      {15, "GLX_ACCUM_GREEN_SIZE"},
-      {16, "GLX_ACCUM_BLUE_SIZE"},
-      {17, "GLX_ACCUM_ALPHA_SIZE"},
-      {0x22, "GLX_X_VISUAL_TYPE"},
-      {0x23, "GLX_TRANSPARENT_TYPE"},
-      {0x24, "GLX_TRANSPARENT_INDEX_VALUE"},
-      {0x25, "GLX_TRANSPARENT_RED_VALUE"},
-      {0x26, "GLX_TRANSPARENT_GREEN_VALUE"},
-      {0x27, "GLX_TRANSPARENT_BLUE_VALUE"},
-      {0x28, "GLX_TRANSPARENT_ALPHA_VALUE"},
-      {0x8010, "GLX_DRAWABLE_TYPE"},
-      {0x8011, "GLX_RENDER_TYPE"},
-      {0x8012, "GLX_X_RENDERABLE"},
-      {0x8013, "GLX_FBCONFIG_ID"},
-      {0x8016, "GLX_MAX_PBUFFER_WIDTH"},
-      {0x8017, "GLX_MAX_PBUFFER_HEIGHT"},
-      {0x8018, "GLX_MAX_PBUFFER_PIXELS"},
-      {100000, "GLX_SAMPLE_BUFFERS_ARB"},
-      {100001, "GLX_SAMPLES_ARB"},
-  };
+  const auto known = attributeNames(AttributeName::FBCONFIGS);
+  ASSERT_EQ(known.size(), 31u);
   const int screenful = 1000;
   FakeConfig config{0, {}};
   for (const auto& [attribute, name] : known)

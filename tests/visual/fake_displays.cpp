@@ -43,15 +43,7 @@ XVisualInfo* infos(const std::vector<fake::Visual>& visuals, VisualID onlyId, in
   *count = 0;
   for (const fake::Visual& visual : visuals) {
     if (onlyId && visual.id != onlyId) continue;
-    XVisualInfo& info = array[(*count)++];
-    info.visualid = visual.id;
-    info.depth = visual.depth;
-    info.c_class = TrueColor;
-    info.red_mask = 0xff0000;
-    info.green_mask = 0xff00;
-    info.blue_mask = 0xff;
-    info.colormap_size = 256;
-    info.bits_per_rgb = 8;
+    array[(*count)++] = fake::info(visual.id, visual.depth, TrueColor);
   }
   if (*count) return array;
   std::free(array);
@@ -140,6 +132,19 @@ World& reset() {
   system_glXGetVisualFromFBConfig = getVisualFromFBConfig;
   recording::clear();
   return world;
+}
+
+XVisualInfo info(VisualID id, int depth, int visualClass) {
+  XVisualInfo result{};
+  result.visualid = id;
+  result.depth = depth;
+  result.c_class = visualClass;
+  result.red_mask = 0xff0000;
+  result.green_mask = 0xff00;
+  result.blue_mask = 0xff;
+  result.colormap_size = 256;
+  result.bits_per_rgb = 8;
+  return result;
 }
 
 GLXFBConfig config(int index) {

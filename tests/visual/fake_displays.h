@@ -49,6 +49,9 @@ World& reset();
 
 GLXFBConfig config(int index);
 
+// A visual of eight bits each of red, green and blue, as Xlib knows it.
+XVisualInfo info(VisualID id, int depth, int visualClass);
+
 // The GLX properties of an RGBA visual.
 std::map<int, int> rgba(bool doubleBuffer, int alphaSize = 0, int samples = 0);
 

@@ -1,3 +1,4 @@
+#include "visual/attribute_names.h"
 #include "visual/fake_displays.h"
 #include "visual/recording.h"
 #include "visual/visual_attributes.h"
@@ -22,15 +23,7 @@ std::vector<int> askedAttributes() {
 XVisualAttributes fetch(std::map<int, int> answers, bool withMultisample) {
   fake::World& world = fake::reset();
   world.appVisuals = {{0x21, 24, std::move(answers)}};
-  XVisualInfo info = {};
-  info.visualid = 0x21;
-  info.depth = 24;
-  info.c_class = DirectColor;
-  info.red_mask = 0xff0000;
-  info.green_mask = 0xff00;
-  info.blue_mask = 0xff;
-  info.colormap_size = 256;
-  info.bits_per_rgb = 8;
+  XVisualInfo info = fake::info(0x21, 24, DirectColor);
   XVisualAttributes out;
   out.samples = 99;
   out.visualCaveat = 99;
@@ -110,36 +103,10 @@ TEST(VisualAttributes, HoldsTheFieldsInTheirOrder) {
 }
 
 TEST(VisualAttributes, HasTheTwentySixAttributesOfVisualsWithTheirLabels) {
-  const std::pair<int, std::string> expected[] = {
-      {1, "GLX_USE_GL"},
-      {2, "GLX_BUFFER_SIZE"},
-      {3, "GLX_LEVEL"},
-      {4, "GLX_RGBA"},
-      {5, "GLX_DOUBLEBUFFER"},
-      {6, "GLX_STEREO"},
-      {7, "GLX_AUX_BUFFERS"},
-      {8, "GLX_RED_SIZE"},
-      {9, "GLX_GREEN_SIZE"},
-      {10, "GLX_BLUE_SIZE"},
-      {11, "GLX_ALPHA_SIZE"},
-      {12, "GLX_DEPTH_SIZE"},
-      {13, "GLX_STENCIL_SIZE"},
-      {14, "GLX_ACCUM_RED_SIZE"},
-      {15, "GLX_ACCUM_GREEN_SIZE"},
-      {16, "GLX_ACCUM_BLUE_SIZE"},
-      {17, "GLX_ACCUM_ALPHA_SIZE"},
-      {0x23, "GLX_TRANSPARENT_TYPE"},
-      {0x25, "GLX_TRANSPARENT_RED_VALUE"},
-      {0x26, "GLX_TRANSPARENT_GREEN_VALUE"},
-      {0x27, "GLX_TRANSPARENT_BLUE_VALUE"},
-      {0x28, "GLX_TRANSPARENT_ALPHA_VALUE"},
-      {0x24, "GLX_TRANSPARENT_INDEX_VALUE"},
-      {100001, "GLX_SAMPLES_ARB"},
-      {100000, "GLX_SAMPLE_BUFFERS_ARB"},
-      {0x20, "GLX_VISUAL_CAVEAT_EXT"},
-  };
-  ASSERT_EQ(zol::gl::visualAttributes().size(), std::size(expected));
-  for (size_t i = 0; i < std::size(expected); ++i) {
+  const auto expected = attributeNames(AttributeName::VISUALS);
+  ASSERT_EQ(expected.size(), 26u);
+  ASSERT_EQ(zol::gl::visualAttributes().size(), expected.size());
+  for (size_t i = 0; i < expected.size(); ++i) {
     const zol::gl::VisualAttribute& row = zol::gl::visualAttributes()[i];
     EXPECT_EQ(row.attribute, expected[i].first);
     EXPECT_EQ(row.label, expected[i].second);
