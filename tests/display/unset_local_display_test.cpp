@@ -21,6 +21,13 @@ protected:
   }
   GLXContext newContext() { return createContext(display_, visuals_.doubled); }
   Window newWindow() { return createWindow(display_, visuals_.doubled, 64, 48); }
+  // One that was current with this context and is so no more.
+  Window leftWindow(GLXContext context) {
+    const Window window = newWindow();
+    EXPECT_EQ(makeCurrent(display_, window, context), True);
+    EXPECT_EQ(makeCurrent(display_, None, nullptr), True);
+    return window;
+  }
   void destroy(GLXContext context) { destroyContext_(display_, context); }
   void destroy(Window window) {
     XDestroyWindow(display_, window);
@@ -94,9 +101,7 @@ TEST_F(UnsetLocalDisplay, ClosesItWithTheLastThreadThatUsedIt) {
 TEST_F(UnsetLocalDisplay, ClosesItOnlyAfterTheContextThatWentWithTheLastWindow) {
   open();
   const GLXContext context = newContext();
-  const Window window = newWindow();
-  ASSERT_EQ(makeCurrent(display_, window, context), True);
-  ASSERT_EQ(makeCurrent(display_, None, nullptr), True);
+  const Window window = leftWindow(context);
   destroy(window);
   forget();
   const int closings = outside::calls("XCloseDisplay");
@@ -136,9 +141,7 @@ TEST_F(UnsetLocalDisplay, KeepsItWhileAContextUsesIt) {
 TEST_F(UnsetLocalDisplay, KeepsItWhileAWindowIsListed) {
   open();
   const GLXContext context = newContext();
-  const Window window = newWindow();
-  ASSERT_EQ(makeCurrent(display_, window, context), True);
-  ASSERT_EQ(makeCurrent(display_, None, nullptr), True);
+  const Window window = leftWindow(context);
   destroy(context);
   EXPECT_FALSE(isClosed());
 
@@ -176,22 +179,19 @@ TEST_F(UnsetLocalDisplay, PixmapsCanBeMadeOnTheNextOne) {
   EXPECT_NE(create(display_, configs_.doubled, pixmap, nullptr), None);
   destroy(context);
   EXPECT_TRUE(isClosed());
-  static int errors = 0;
-  XSetErrorHandler([](Display*, XErrorEvent*) { return ++errors; });
+  countXErrors();
   const GLXPixmap second = create(display_, configs_.doubled, pixmap, nullptr);
   EXPECT_NE(second, None);
   GL_OF(host(), glXDestroyPixmap)(display_, second); // closes it and hears of all errors
   EXPECT_TRUE(isClosed());
-  EXPECT_EQ(errors, 0);
+  EXPECT_EQ(xErrors(), 0);
 }
 
 // The end of the last window would close what the pixmap has just been made on.
 TEST_F(UnsetLocalDisplay, KeepsItForThePixmapThatIsMadeWhileTheLastWindowEnds) {
   open();
   const GLXContext context = newContext();
-  const Window window = newWindow();
-  ASSERT_EQ(makeCurrent(display_, window, context), True);
-  ASSERT_EQ(makeCurrent(display_, None, nullptr), True);
+  const Window window = leftWindow(context);
   destroy(context);
   destroy(window);
   forget();
@@ -232,9 +232,7 @@ TEST_F(UnsetLocalDisplay, KeepsItForTheWindowThatTakesTheLastOnesPlace) {
   open();
   const GLXContext context = newContext();
   display_ = openDisplay();
-  const Window first = newWindow();
-  ASSERT_EQ(makeCurrent(display_, first, context), True);
-  ASSERT_EQ(makeCurrent(display_, None, nullptr), True);
+  const Window first = leftWindow(context);
   destroy(first);
   const Window second = newWindow();
   forget();

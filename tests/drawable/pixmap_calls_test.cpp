@@ -112,10 +112,9 @@ TEST_F(GLXPixmaps, OfAConfigThatNoVisualStandsForAreNone) {
 
 TEST_F(GLXPixmaps, OfAPixmapThatIsNoneAreNone) {
   open();
-  static int errors;
-  XSetErrorHandler([](Display*, XErrorEvent*) { return ++errors; });
+  countXErrors();
   EXPECT_EQ(create_(display_, configs_.doubled, 0x777777, nullptr), None);
-  EXPECT_EQ(errors, 1); // the program is told by its own server
+  EXPECT_EQ(xErrors(), 1); // the program is told by its own server
   EXPECT_EQ(driverCalls(), Lines{});
 }
 

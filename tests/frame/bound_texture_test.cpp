@@ -6,19 +6,12 @@ namespace {
 
 constexpr int kFrontLeft = 0x20DE; // GLX_FRONT_LEFT_EXT
 
-int errors = 0;
-
-int countError(Display*, XErrorEvent*) {
-  ++errors;
-  return 0;
-}
-
 class BoundTexture : public FrameRig {
 protected:
   void openAndWatch() {
     open();
     bind_ = GL_OF(host(), glXBindTexImageEXT);
-    XSetErrorHandler(countError);
+    countXErrors();
     forget();
   }
 
@@ -35,7 +28,7 @@ TEST_F(BoundTexture, OfAPixmapIsItsLocalCounterpart) {
   bind_(display_, drawable, kFrontLeft, nullptr);
   EXPECT_LINES(driverCalls(), {"glXBindTexImageEXT(local, glxpixmap1, 8414, NULL)"});
   XSync(display_, False);
-  EXPECT_EQ(errors, 0);
+  EXPECT_EQ(xErrors(), 0);
 }
 
 // A window has no pixmap on either display, and so no image to ask for.
@@ -45,7 +38,7 @@ TEST_F(BoundTexture, OfAWindowIsNothing) {
   EXPECT_LINES(logged(), {debugLine(label_, "START"), debugLine(label_, "Drawable ldi: <ptr>")});
   EXPECT_LINES(driverCalls(), {"glXBindTexImageEXT(local, 0, 8414, NULL)"});
   XSync(display_, False);
-  EXPECT_EQ(errors, 0);
+  EXPECT_EQ(xErrors(), 0);
 }
 
 TEST_F(BoundTexture, OfAnUnknownDrawableIsNothing) {
@@ -54,7 +47,7 @@ TEST_F(BoundTexture, OfAnUnknownDrawableIsNothing) {
   EXPECT_LINES(logged(),
                {debugLine(label_, "START"), debugLine(label_, "local drawable not found")});
   EXPECT_LINES(driverCalls(), {"glXBindTexImageEXT(local, 0, 8414, NULL)"});
-  EXPECT_EQ(errors, 0);
+  EXPECT_EQ(xErrors(), 0);
 }
 
 // Programs find the functions all the same: they are the library's.

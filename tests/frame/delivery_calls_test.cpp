@@ -219,7 +219,18 @@ INSTANTIATE_TEST_SUITE_P(Ways, DeliveredPixels,
                                          Way{"DetectedPlainInOneThread", "0", false, true}),
                          wayName);
 
-class Strategy : public Delivery {};
+class Strategy : public Delivery {
+protected:
+  // What is said until the server has its first say on the segment.
+  static Lines detectionLines() {
+    return {debugLine(kPaint, "START"),
+            debugLine(kPaint, "Now performing auto detect - X extension for shared memory "
+                              "available: true"),
+            debugLine(kPaint, "Shared memory extension seems available, continuing checks.."),
+            debugLine(kPaintInternal, "Trying to setup shared memory for image painter"),
+            sizeLine()};
+  }
+};
 
 TEST_F(Strategy, SharedIsForcedByDefault) {
   open();
@@ -275,14 +286,9 @@ TEST_F(Strategy, DetectionTakesSharedMemoryWhereItIs) {
   const int handlers = outside::calls("XSetErrorHandler");
   frame(1);
   deliverFrame(1);
-  EXPECT_LINES(
-      paintLog(),
-      {debugLine(kPaint, "START"),
-       debugLine(kPaint, "Now performing auto detect - X extension for shared memory available: "
-                         "true"),
-       debugLine(kPaint, "Shared memory extension seems available, continuing checks.."),
-       debugLine(kPaintInternal, "Trying to setup shared memory for image painter"), sizeLine(),
-       debugLine(kPaint, "Setup with shmem SUCCEEDED"), debugLine(kPaint, "DONE"), drawLine()});
+  EXPECT_LINES(paintLog(),
+               (detectionLines() + Lines{debugLine(kPaint, "Setup with shmem SUCCEEDED"),
+                                         debugLine(kPaint, "DONE"), drawLine()}));
   EXPECT_EQ(outside::calls("XSetErrorHandler"), handlers + 2);
   EXPECT_EQ(XSetErrorHandler(nullptr), own);
 
@@ -325,17 +331,13 @@ TEST_F(Strategy, DetectionFallsBackWhenTheServerCannotAttach) {
   deliverFrame(1);
   EXPECT_LINES(
       paintLog(),
-      {debugLine(kPaint, "START"),
-       debugLine(kPaint, "Now performing auto detect - X extension for shared memory available: "
-                         "true"),
-       debugLine(kPaint, "Shared memory extension seems available, continuing checks.."),
-       debugLine(kPaintInternal, "Trying to setup shared memory for image painter"), sizeLine(),
-       "E " + kPaintInternal + ": unable to attach shared memory segment",
-       debugLine(kPaint, "Shared memory setup failed, falling back to non-shared"),
-       debugLine(kPaintInternal,
-                 "Trying to setup image painter with low performance non-shared memory"),
-       sizeLine(), debugLine(kPaint, "Setup without shmem returned SUCCESS"),
-       debugLine(kPaint, "DONE"), drawLine()});
+      (detectionLines() +
+       Lines{"E " + kPaintInternal + ": unable to attach shared memory segment",
+             debugLine(kPaint, "Shared memory setup failed, falling back to non-shared"),
+             debugLine(kPaintInternal,
+                       "Trying to setup image painter with low performance non-shared memory"),
+             sizeLine(), debugLine(kPaint, "Setup without shmem returned SUCCESS"),
+             debugLine(kPaint, "DONE"), drawLine()}));
 }
 
 TEST_F(Strategy, SharedWithoutTheExtensionPaintsNothing) {
@@ -451,13 +453,10 @@ TEST_F(DeliveryFailure, OfTheThreadsDisplayDeliversNothing) {
 
 class WindowGone : public Delivery {
 protected:
-  static std::atomic<int> errors_;
-  void SetUp() override {
-    XSetErrorHandler([](Display*, XErrorEvent*) { return ++errors_, 0; });
-  }
+  void SetUp() override { countXErrors(); }
   void TearDown() override {
     Delivery::TearDown();
-    EXPECT_EQ(errors_, 0) << "errors reached the program's handler";
+    EXPECT_EQ(xErrors(), 0) << "errors reached the program's handler";
   }
   // Another window whose frames are delivered after those of the first.
   void another() {
@@ -474,7 +473,6 @@ protected:
   }
   Window second_ = 0;
 };
-std::atomic<int> WindowGone::errors_ = 0;
 
 TEST_F(WindowGone, BeforeItsFirstDeliveryIsNoHarm) {
   open();

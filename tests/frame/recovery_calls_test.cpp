@@ -2,15 +2,11 @@
 
 #include "frame/frame_rig.h"
 
-#include <atomic>
-
 using namespace zol::rig;
 
 namespace {
 
 class Recovery : public FrameRig {};
-
-std::atomic<int> errors{0};
 
 TEST_F(Recovery, OfAReadContextThatCouldNotBeBoundPreparesItWithTheNextFrame) {
   open();
@@ -39,7 +35,7 @@ TEST_F(Recovery, OfAWindowWithoutDrawingNeedsOneSampleOnly) {
 
 // The server has made no graphics context for it either, but is told to free one.
 TEST_F(Recovery, OfAWindowThatWasGoneBeforeItsFirstFrameRaisesNoError) {
-  XSetErrorHandler([](Display*, XErrorEvent*) { return ++errors, 0; });
+  countXErrors();
   set("ZOL_GL_COPYBACK_STRATEGY", "2");
   open();
   const GLXContext spare = createContext(display_, visuals_.doubled);
@@ -61,7 +57,7 @@ TEST_F(Recovery, OfAWindowThatWasGoneBeforeItsFirstFrameRaisesNoError) {
   outside::letDeliveriesPass();
   EXPECT_TRUE(
       eventually([&] { return pixels(display_, window_, 64, 48) == pictureOf(2, 64, 48); }));
-  EXPECT_EQ(errors, 0);
+  EXPECT_EQ(xErrors(), 0);
 }
 
 } // namespace

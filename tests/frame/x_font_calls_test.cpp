@@ -39,13 +39,6 @@ void setFontPath(Display* display, std::vector<std::string> path) {
   XSync(display, False);
 }
 
-int errors = 0;
-
-int countError(Display*, XErrorEvent*) {
-  ++errors;
-  return 0;
-}
-
 class UseXFont : public Rig {
 protected:
   void startUnpaired() {
@@ -55,7 +48,7 @@ protected:
     XSync(display_, False);
     useXFont_ = GL_OF(host(), glXUseXFont);
     queryVersion_ = GL_OF(host(), glXQueryVersion);
-    XSetErrorHandler(countError);
+    countXErrors();
     forget();
   }
   void open() {
@@ -68,7 +61,7 @@ protected:
     if (local_ != nullptr) XCloseDisplay(local_);
   }
   void TearDown() override {
-    EXPECT_EQ(errors, 0);
+    EXPECT_EQ(xErrors(), 0);
     Rig::TearDown();
   }
   void pair() {
@@ -124,7 +117,7 @@ TEST_F(UseXFont, FallsBackToFixedForAFontThatTheLocalServerLacks) {
   setFontPath(display_, {fontFolder(true), "built-ins"});
   const Font own = XLoadFont(display_, kOwnFont.c_str());
   XSync(display_, False);
-  ASSERT_EQ(errors, 0) << "the application server does not take the test's font";
+  ASSERT_EQ(xErrors(), 0) << "the application server does not take the test's font";
   useXFont_(own, 65, 1, 100);
   EXPECT_LINES(logged(), {fontLine(own, "[65, 1], base: 100"),
                           "W " + kUseXFont + ": failed to load font " + kOwnFont +

@@ -1,6 +1,7 @@
 #include "rig/fixture.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <stdexcept>
@@ -42,6 +43,13 @@ FakeConfig config(VisualID visual, int id, bool doubled, int alphaSize) {
   return result;
 }
 
+std::atomic<int> countedErrors{0};
+
+int countError(Display*, XErrorEvent*) {
+  ++countedErrors;
+  return 0;
+}
+
 XVisualInfo nth(const std::vector<XVisualInfo>& visuals, std::size_t index, const char* what) {
   if (index < visuals.size()) return visuals[index];
   throw std::runtime_error(std::string("too few visuals for this test on ") + what);
@@ -72,6 +80,14 @@ bool eventually(const std::function<bool()>& condition) {
     std::this_thread::sleep_for(std::chrono::milliseconds(2));
   }
   return true;
+}
+
+void countXErrors() {
+  XSetErrorHandler(countError);
+}
+
+int xErrors() {
+  return countedErrors;
 }
 
 Rig::Rig() : log_(testDirectory()) {

@@ -84,6 +84,10 @@ inline const Lines kQueries = {"glXGetConfig", "glXGetFBConfigAttrib", "glXGetVi
 // Waits until the condition holds; false when it does not within half a minute.
 [[nodiscard]] bool eventually(const std::function<bool()>& condition);
 
+// From here on X errors that nobody else wants are counted and do no harm.
+void countXErrors();
+int xErrors();
+
 // A pair of servers, the recording driver as the local display's driver, and the library under
 // test between them. The steps are taken one by one, so that a test can set something before each:
 //   startServers(); enter(); then openDisplay(), createWindow(), GL_OF(host(), glX...)...
