@@ -103,14 +103,39 @@ GLXPbuffer PbufferTest::makePbuffer(GLXFBConfig of, int w, int h) {
   return gl.glXCreatePbuffer(display, of, attributes);
 }
 
+GLXPbuffer PbufferTest::currentPbuffer(GLXContext context) {
+  const GLXPbuffer pbuffer = makePbuffer();
+  makeCurrent(pbuffer, context);
+  return pbuffer;
+}
+
 GLXContext PbufferTest::makeContext(GLXContext share) {
   contexts_.push_back(gl.glXCreateNewContext(display, config, GLX_RGBA_TYPE, share, True));
   return contexts_.back();
 }
 
-GLXContext PbufferTest::makeContext(const int* attributes) {
+GLXContext PbufferTest::makeContext(int major, int minor, int profile) {
+  const int attributes[] = {GLX_CONTEXT_MAJOR_VERSION_ARB,
+                            major,
+                            GLX_CONTEXT_MINOR_VERSION_ARB,
+                            minor,
+                            GLX_CONTEXT_PROFILE_MASK_ARB,
+                            profile,
+                            None};
   contexts_.push_back(gl.glXCreateContextAttribsARB(display, config, nullptr, True, attributes));
   return contexts_.back();
+}
+
+GLuint PbufferTest::bindTextureFramebuffer() {
+  GLuint texture = 0;
+  GLuint framebuffer = 0;
+  gl.glGenTextures(1, &texture);
+  gl.glGenFramebuffers(1, &framebuffer);
+  gl.glBindTexture(GL_TEXTURE_2D, texture);
+  gl.glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, width, height, 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
+  gl.glBindFramebuffer(GL_FRAMEBUFFER, framebuffer);
+  gl.glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, texture, 0);
+  return framebuffer;
 }
 
 void PbufferTest::destroy(GLXContext context) {

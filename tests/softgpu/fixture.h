@@ -44,8 +44,13 @@ protected:
   GLXFBConfig chooseConfig(bool doubleBuffered, int more = None, int value = 0);
   GLXPbuffer makePbuffer(int w = width, int h = height) { return makePbuffer(config, w, h); }
   GLXPbuffer makePbuffer(GLXFBConfig of, int w, int h);
+  // A pbuffer that is current with this context, or with one of its own.
+  GLXPbuffer currentPbuffer(GLXContext context);
+  GLXPbuffer currentPbuffer() { return currentPbuffer(makeContext()); }
   GLXContext makeContext(GLXContext share = nullptr);
-  GLXContext makeContext(const int* attributes);
+  GLXContext makeContext(int major, int minor, int profile);
+  // A framebuffer object, bound, that draws into a texture of a pbuffer's size.
+  static GLuint bindTextureFramebuffer();
   void destroy(GLXContext context);
   void makeCurrent(GLXDrawable drawable, GLXContext context);
   void makeCurrent(GLXDrawable draw, GLXDrawable read, GLXContext context);

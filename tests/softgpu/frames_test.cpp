@@ -11,8 +11,7 @@ namespace {
 using Frames = PbufferTest;
 
 TEST_F(Frames, TheFrontBufferShowsTheFrameAfterASwap) {
-  const GLXPbuffer pbuffer = makePbuffer();
-  makeCurrent(pbuffer, makeContext());
+  const GLXPbuffer pbuffer = currentPbuffer();
   const Quadrants frame{red, green, blue, white};
   fill(frame, width, height);
   swap(pbuffer);
@@ -21,8 +20,7 @@ TEST_F(Frames, TheFrontBufferShowsTheFrameAfterASwap) {
 }
 
 TEST_F(Frames, TheFrontBufferKeepsTheFrameWhileTheNextIsDrawn) {
-  const GLXPbuffer pbuffer = makePbuffer();
-  makeCurrent(pbuffer, makeContext());
+  const GLXPbuffer pbuffer = currentPbuffer();
   fill(red);
   swap(pbuffer);
   fill(green);
@@ -35,8 +33,7 @@ TEST_F(Frames, TheFrontBufferKeepsTheFrameWhileTheNextIsDrawn) {
 }
 
 TEST_F(Frames, ASwapLeavesTheBackBufferAndTheDepthBufferAsTheyAre) {
-  const GLXPbuffer pbuffer = makePbuffer();
-  makeCurrent(pbuffer, makeContext());
+  const GLXPbuffer pbuffer = currentPbuffer();
   fill(red);
   gl.glClearDepth(0.25);
   gl.glClear(GL_DEPTH_BUFFER_BIT);
@@ -51,8 +48,7 @@ TEST_F(Frames, ASwapLeavesTheBackBufferAndTheDepthBufferAsTheyAre) {
 }
 
 TEST_F(Frames, FramesOfAFreshPbufferAreBlackUntilTheFirstSwap) {
-  const GLXPbuffer pbuffer = makePbuffer();
-  makeCurrent(pbuffer, makeContext());
+  const GLXPbuffer pbuffer = currentPbuffer();
   fill(red);
   EXPECT_EQ(whole(GL_FRONT), black);
 }
@@ -161,8 +157,7 @@ TEST_F(Frames, TexturesOfThoseWhoDoNotReadTheFrontBufferAreAsTheyAskedFor) {
 TEST_F(Frames, ACopyOfTheFrontBufferHoldsItsValuesWhateverItsOrderOfBytes) {
   config = chooseConfig(true, GLX_ALPHA_SIZE, 8);
   ASSERT_NE(config, nullptr);
-  const GLXPbuffer pbuffer = makePbuffer();
-  makeCurrent(pbuffer, makeContext());
+  const GLXPbuffer pbuffer = currentPbuffer();
   const Texel first{10, 20, 30, 40};
   const Texel second{200, 150, 100, 50};
   auto clear = [](int x, int w, const Texel& value) {
@@ -217,9 +212,8 @@ TEST_F(Frames, TheReadersChoiceOfGlFrontOutlivesAResize) {
 }
 
 TEST_F(Frames, ASharingContextAndAStrangerReadTheSameFrame) {
-  const GLXPbuffer pbuffer = makePbuffer();
   GLXContext program = makeContext();
-  makeCurrent(pbuffer, program);
+  const GLXPbuffer pbuffer = currentPbuffer(program);
   fill(red);
   swap(pbuffer);
   fill(green);
@@ -233,10 +227,9 @@ TEST_F(Frames, ASharingContextAndAStrangerReadTheSameFrame) {
 }
 
 TEST_F(Frames, AnotherThreadThatStaysBoundSeesEachNewFrame) {
-  const GLXPbuffer pbuffer = makePbuffer();
   GLXContext program = makeContext();
   GLXContext other = makeContext();
-  makeCurrent(pbuffer, program);
+  const GLXPbuffer pbuffer = currentPbuffer(program);
   std::barrier turn(2);
   const Color colors[] = {red, green, blue, white};
   std::thread reader([&] {
@@ -319,9 +312,8 @@ TEST_F(Frames, FourThreadsSwapTheirOwnPbuffers) {
 }
 
 TEST_F(Frames, AThreadWithoutAContextSwaps) {
-  const GLXPbuffer pbuffer = makePbuffer();
   GLXContext context = makeContext();
-  makeCurrent(pbuffer, context);
+  const GLXPbuffer pbuffer = currentPbuffer(context);
   fill(red);
   gl.glFinish();
   std::thread([&] { swap(pbuffer); }).join();
@@ -355,17 +347,9 @@ TEST_F(Frames, ASwapWhileAnotherDrawableIsCurrentLeavesItCurrent) {
 }
 
 TEST_F(Frames, ASwapMindsNoStateOfTheContext) {
-  const GLXPbuffer pbuffer = makePbuffer();
-  makeCurrent(pbuffer, makeContext());
+  const GLXPbuffer pbuffer = currentPbuffer();
   fill(red);
-  GLuint texture = 0;
-  GLuint framebuffer = 0;
-  gl.glGenTextures(1, &texture);
-  gl.glGenFramebuffers(1, &framebuffer);
-  gl.glBindTexture(GL_TEXTURE_2D, texture);
-  gl.glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, width, height, 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
-  gl.glBindFramebuffer(GL_FRAMEBUFFER, framebuffer);
-  gl.glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, texture, 0);
+  const GLuint framebuffer = bindTextureFramebuffer();
   fill(blue);
   gl.glEnable(GL_SCISSOR_TEST);
   gl.glScissor(1, 2, 3, 4);
@@ -383,8 +367,7 @@ TEST_F(Frames, ASwapMindsNoStateOfTheContext) {
 }
 
 TEST_F(Frames, AnAreaCanBeShownAlone) {
-  const GLXPbuffer pbuffer = makePbuffer();
-  makeCurrent(pbuffer, makeContext());
+  const GLXPbuffer pbuffer = currentPbuffer();
   fill(red);
   swap(pbuffer);
   fill(green);

@@ -7,8 +7,7 @@ namespace {
 using FrontDrawing = PbufferTest;
 
 TEST_F(FrontDrawing, ReachesTheFrontBufferAndNothingElse) {
-  const GLXPbuffer pbuffer = makePbuffer();
-  makeCurrent(pbuffer, makeContext());
+  const GLXPbuffer pbuffer = currentPbuffer();
   fill(red);
   gl.glDrawBuffer(GL_FRONT);
   fill(green);
@@ -20,8 +19,7 @@ TEST_F(FrontDrawing, ReachesTheFrontBufferAndNothingElse) {
 }
 
 TEST_F(FrontDrawing, AddsToTheFrameThatIsShown) {
-  const GLXPbuffer pbuffer = makePbuffer();
-  makeCurrent(pbuffer, makeContext());
+  const GLXPbuffer pbuffer = currentPbuffer();
   fill(red);
   swap(pbuffer);
   gl.glDrawBuffer(GL_FRONT);
@@ -32,8 +30,7 @@ TEST_F(FrontDrawing, AddsToTheFrameThatIsShown) {
 }
 
 TEST_F(FrontDrawing, TakesTurnsWithTheBackBuffer) {
-  const GLXPbuffer pbuffer = makePbuffer();
-  makeCurrent(pbuffer, makeContext());
+  currentPbuffer();
   for (int i = 0; i < 10; ++i) {
     const Color front{static_cast<uint8_t>(i), 10, 20};
     const Color back{30, static_cast<uint8_t>(i), 40};
@@ -47,10 +44,9 @@ TEST_F(FrontDrawing, TakesTurnsWithTheBackBuffer) {
 }
 
 TEST_F(FrontDrawing, IsSeenByAReaderBoundInBetween) {
-  const GLXPbuffer pbuffer = makePbuffer();
   GLXContext program = makeContext();
   GLXContext reader = makeContext();
-  makeCurrent(pbuffer, program);
+  const GLXPbuffer pbuffer = currentPbuffer(program);
   gl.glDrawBuffer(GL_FRONT);
   const Color colors[] = {red, green, blue};
   for (const Color& color : colors) {
@@ -67,9 +63,8 @@ TEST_F(FrontDrawing, IsSeenByAReaderBoundInBetween) {
 }
 
 TEST_F(FrontDrawing, OfBothBuffersReachesBoth) {
-  const GLXPbuffer pbuffer = makePbuffer();
   GLXContext program = makeContext();
-  makeCurrent(pbuffer, program);
+  currentPbuffer(program);
   gl.glDrawBuffer(GL_FRONT_AND_BACK);
   fill(red);
   EXPECT_EQ(whole(GL_FRONT), red);
@@ -87,10 +82,9 @@ TEST_F(FrontDrawing, OfBothBuffersReachesBoth) {
 }
 
 TEST_F(FrontDrawing, OfBothBuffersIsSeenByAReaderBoundInBetween) {
-  const GLXPbuffer pbuffer = makePbuffer();
   GLXContext program = makeContext();
   GLXContext reader = makeContext();
-  makeCurrent(pbuffer, program);
+  const GLXPbuffer pbuffer = currentPbuffer(program);
   gl.glDrawBuffer(GL_FRONT_AND_BACK);
   for (const Color& color : {red, green, blue}) {
     fill(color);
@@ -111,8 +105,7 @@ void triangle(float z) {
 }
 
 TEST_F(FrontDrawing, SharesTheDepthBufferWithTheBackBuffer) {
-  const GLXPbuffer pbuffer = makePbuffer();
-  makeCurrent(pbuffer, makeContext());
+  currentPbuffer();
   gl.glEnable(GL_DEPTH_TEST);
   gl.glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
   gl.glColor3f(1, 0, 0);
@@ -132,8 +125,7 @@ TEST_F(FrontDrawing, SharesTheDepthBufferWithTheBackBuffer) {
 }
 
 TEST_F(FrontDrawing, LeavesOneDepthBufferToRead) {
-  const GLXPbuffer pbuffer = makePbuffer();
-  makeCurrent(pbuffer, makeContext());
+  currentPbuffer();
   auto depth = [] {
     float value = -1;
     gl.glReadPixels(3, 3, 1, 1, GL_DEPTH_COMPONENT, GL_FLOAT, &value);

@@ -17,9 +17,8 @@ long serverMegabytes() {
 }
 
 TEST_F(Lifetime, ADestroyedPbufferLivesOnWhileItIsCurrent) {
-  GLXPbuffer pbuffer = makePbuffer();
   GLXContext context = makeContext();
-  makeCurrent(pbuffer, context);
+  const GLXPbuffer pbuffer = currentPbuffer(context);
   gl.glDrawBuffer(GL_FRONT);
   fill(red);
   gl.glXDestroyPbuffer(display, pbuffer);
@@ -27,8 +26,7 @@ TEST_F(Lifetime, ADestroyedPbufferLivesOnWhileItIsCurrent) {
   gl.glDrawBuffer(GL_BACK);
   fill(green);
   EXPECT_EQ(whole(GL_BACK), green);
-  const GLXPbuffer next = makePbuffer();
-  makeCurrent(next, context);
+  const GLXPbuffer next = currentPbuffer(context);
   fill(blue);
   swap(next);
   EXPECT_EQ(whole(GL_FRONT), blue);
@@ -36,9 +34,8 @@ TEST_F(Lifetime, ADestroyedPbufferLivesOnWhileItIsCurrent) {
 }
 
 TEST_F(Lifetime, ADestroyedContextLivesOnWhileItIsCurrent) {
-  const GLXPbuffer pbuffer = makePbuffer();
   GLXContext context = makeContext();
-  makeCurrent(pbuffer, context);
+  const GLXPbuffer pbuffer = currentPbuffer(context);
   gl.glDrawBuffer(GL_FRONT);
   destroy(context);
   fill(red);
@@ -71,9 +68,8 @@ TEST_F(Lifetime, NothingOfADestroyedPbufferStaysInTheServer) {
 }
 
 TEST_F(Lifetime, AnotherConnectionGoesOnWhenOneIsClosed) {
-  const GLXPbuffer pbuffer = makePbuffer();
   GLXContext context = makeContext();
-  makeCurrent(pbuffer, context);
+  const GLXPbuffer pbuffer = currentPbuffer(context);
   fill(red);
   swap(pbuffer);
   close();
@@ -106,8 +102,7 @@ TEST_F(Lifetime, AConnectionClosesRightAfterDrawing) {
 }
 
 TEST_F(Lifetime, ASwapSendsNothingToTheServer) {
-  const GLXPbuffer pbuffer = makePbuffer();
-  makeCurrent(pbuffer, makeContext());
+  const GLXPbuffer pbuffer = currentPbuffer();
   fill(red);
   swap(pbuffer); // makes the front buffer
   EXPECT_EQ(whole(GL_FRONT), red);
@@ -122,8 +117,7 @@ TEST_F(Lifetime, ASwapSendsNothingToTheServer) {
 }
 
 TEST_F(Lifetime, FlushingFrontDrawingSendsNothingToTheServer) {
-  const GLXPbuffer pbuffer = makePbuffer();
-  makeCurrent(pbuffer, makeContext());
+  currentPbuffer();
   gl.glDrawBuffer(GL_FRONT);
   fill(red);
   gl.glFinish();
@@ -145,8 +139,7 @@ TEST_F(Lifetime, FlushingFrontDrawingSendsNothingToTheServer) {
 TEST_F(Lifetime, SingleBufferedPbuffersAreTheDriversOwn) {
   config = chooseConfig(false);
   ASSERT_NE(config, nullptr);
-  const GLXPbuffer pbuffer = makePbuffer();
-  makeCurrent(pbuffer, makeContext());
+  const GLXPbuffer pbuffer = currentPbuffer();
   EXPECT_EQ(integer(GL_DRAW_BUFFER), GL_FRONT);
   EXPECT_EQ(integer(GL_READ_BUFFER), GL_FRONT);
   fill(red);

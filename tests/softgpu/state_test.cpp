@@ -7,7 +7,7 @@ namespace {
 using State = PbufferTest;
 
 TEST_F(State, AnswersWithTheBuffersThatTheProgramChose) {
-  makeCurrent(makePbuffer(), makeContext());
+  currentPbuffer();
   EXPECT_EQ(integer(GL_DRAW_BUFFER), GL_BACK);
   EXPECT_EQ(integer(GL_READ_BUFFER), GL_BACK);
   for (GLint name : {GL_FRONT, GL_BACK, GL_FRONT_LEFT, GL_BACK_LEFT, GL_FRONT_AND_BACK, GL_LEFT,
@@ -37,8 +37,7 @@ TEST_F(State, AnswersWithTheBuffersThatTheProgramChose) {
 }
 
 TEST_F(State, ANoneForReadingIsLiftedAgain) {
-  const GLXPbuffer pbuffer = makePbuffer();
-  makeCurrent(pbuffer, makeContext());
+  const GLXPbuffer pbuffer = currentPbuffer();
   fill(red);
   swap(pbuffer);
   fill(green);
@@ -55,7 +54,7 @@ TEST_F(State, ANoneForReadingIsLiftedAgain) {
 }
 
 TEST_F(State, RaisesTheErrorsOfTheDriver) {
-  makeCurrent(makePbuffer(), makeContext());
+  currentPbuffer();
   gl.glDrawBuffer(GL_FRONT);
   gl.glDrawBuffer(GL_FRONT_RIGHT);
   EXPECT_EQ(gl.glGetError(), GLenum{GL_INVALID_OPERATION});
@@ -80,7 +79,7 @@ TEST_F(State, RaisesTheErrorsOfTheDriver) {
 }
 
 TEST_F(State, ListsOfDrawBuffersReachTheFrontBuffer) {
-  makeCurrent(makePbuffer(), makeContext());
+  currentPbuffer();
   const GLenum second[] = {GL_NONE, GL_FRONT_LEFT};
   gl.glDrawBuffers(2, second);
   EXPECT_EQ(integer(GL_DRAW_BUFFER0), GL_NONE);
@@ -98,8 +97,7 @@ TEST_F(State, ListsOfDrawBuffersReachTheFrontBuffer) {
 }
 
 TEST_F(State, AttributeGroupsBringTheChoicesBack) {
-  const GLXPbuffer pbuffer = makePbuffer();
-  makeCurrent(pbuffer, makeContext());
+  currentPbuffer();
   fill(green);
   gl.glDrawBuffer(GL_FRONT);
   gl.glReadBuffer(GL_FRONT);
@@ -124,7 +122,7 @@ TEST_F(State, AttributeGroupsBringTheChoicesBack) {
 }
 
 TEST_F(State, AnOverflowingAttributeStackLosesNothing) {
-  makeCurrent(makePbuffer(), makeContext());
+  currentPbuffer();
   const int depth = integer(GL_MAX_ATTRIB_STACK_DEPTH);
   for (int i = 0; i < depth; ++i) {
     gl.glDrawBuffer(i % 2 ? GL_FRONT : GL_BACK);
@@ -144,7 +142,7 @@ TEST_F(State, AnOverflowingAttributeStackLosesNothing) {
 }
 
 TEST_F(State, AListsChoiceOfBuffersHoldsOnceItHasRun) {
-  makeCurrent(makePbuffer(), makeContext());
+  currentPbuffer();
   const GLuint list = gl.glGenLists(1);
   gl.glNewList(list, GL_COMPILE);
   gl.glDrawBuffer(GL_FRONT);
@@ -166,18 +164,10 @@ TEST_F(State, AListsChoiceOfBuffersHoldsOnceItHasRun) {
 }
 
 TEST_F(State, AFramebufferObjectHasBuffersOfItsOwn) {
-  const GLXPbuffer pbuffer = makePbuffer();
-  makeCurrent(pbuffer, makeContext());
+  currentPbuffer();
   gl.glDrawBuffer(GL_FRONT);
   gl.glReadBuffer(GL_FRONT);
-  GLuint texture = 0;
-  GLuint framebuffer = 0;
-  gl.glGenTextures(1, &texture);
-  gl.glGenFramebuffers(1, &framebuffer);
-  gl.glBindTexture(GL_TEXTURE_2D, texture);
-  gl.glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, width, height, 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
-  gl.glBindFramebuffer(GL_FRAMEBUFFER, framebuffer);
-  gl.glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, texture, 0);
+  const GLuint framebuffer = bindTextureFramebuffer();
   EXPECT_EQ(integer(GL_DRAW_BUFFER), GL_COLOR_ATTACHMENT0);
   EXPECT_EQ(integer(GL_READ_BUFFER), GL_COLOR_ATTACHMENT0);
   gl.glDrawBuffer(GL_NONE);
@@ -239,9 +229,8 @@ TEST_F(State, AContextTakesItsChoicesToAWindowAndBack) {
   XFree(visual);
   XMapWindow(display, window);
   XSync(display, False);
-  const GLXPbuffer pbuffer = makePbuffer();
   GLXContext context = makeContext();
-  makeCurrent(pbuffer, context);
+  const GLXPbuffer pbuffer = currentPbuffer(context);
   gl.glDrawBuffer(GL_FRONT);
   fill(red);
   makeCurrent(window, context);
@@ -278,17 +267,9 @@ TEST_F(State, AContextTakesItsChoicesToAWindowAndBack) {
 }
 
 TEST_F(State, CoreProfilesChooseTheFrontBufferToo) {
-  const int attributes[] = {GLX_CONTEXT_MAJOR_VERSION_ARB,
-                            3,
-                            GLX_CONTEXT_MINOR_VERSION_ARB,
-                            2,
-                            GLX_CONTEXT_PROFILE_MASK_ARB,
-                            GLX_CONTEXT_CORE_PROFILE_BIT_ARB,
-                            None};
-  GLXContext context = makeContext(attributes);
+  GLXContext context = makeContext(3, 2, GLX_CONTEXT_CORE_PROFILE_BIT_ARB);
   ASSERT_NE(context, nullptr);
-  const GLXPbuffer pbuffer = makePbuffer();
-  makeCurrent(pbuffer, context);
+  const GLXPbuffer pbuffer = currentPbuffer(context);
   fill(red);
   swap(pbuffer);
   fill(green);
@@ -301,17 +282,9 @@ TEST_F(State, CoreProfilesChooseTheFrontBufferToo) {
 }
 
 TEST_F(State, ContextsOfOpenGlEsKeepTheirOwnRules) {
-  const int attributes[] = {GLX_CONTEXT_MAJOR_VERSION_ARB,
-                            2,
-                            GLX_CONTEXT_MINOR_VERSION_ARB,
-                            0,
-                            GLX_CONTEXT_PROFILE_MASK_ARB,
-                            GLX_CONTEXT_ES2_PROFILE_BIT_EXT,
-                            None};
-  GLXContext es = makeContext(attributes);
+  GLXContext es = makeContext(2, 0, GLX_CONTEXT_ES2_PROFILE_BIT_EXT);
   ASSERT_NE(es, nullptr);
-  const GLXPbuffer pbuffer = makePbuffer();
-  makeCurrent(pbuffer, es);
+  const GLXPbuffer pbuffer = currentPbuffer(es);
   fill(red);
   swap(pbuffer);
   fill(green);
