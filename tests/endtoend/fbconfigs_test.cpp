@@ -49,11 +49,9 @@ TEST_P(Config, MakesAWindowThatShowsTheSamePixels) {
   play(GetParam().name, [](Play& play) {
     const Window window = stage(play, GetParam().words, GetParam().context, 0);
     for (const int frame : {1, 2}) {
-      play.tell({"draw quadrants " + std::to_string(frame), "show w0"});
-      play.look(window, "quadrants", frame);
+      play.show({"draw quadrants " + std::to_string(frame), "show w0"}, window, "quadrants", frame);
     }
-    play.tell({"resize w0 311 97", "frames bar 3 4"});
-    play.look(window, "bar", 4);
+    play.show({"resize w0 311 97", "frames bar 3 4"}, window, "bar", 4);
     play.same("current-draw w0");
     play.same("current-read w0");
     play.tell({"release", "forget w0", "destroy-glx-window w0", "destroy w0"});
@@ -113,14 +111,10 @@ TEST(Configs, WithSamplesShowTheSamePixels) {
           std::stoul(play.program().ask("glx-window w c 200 150 0 0"), nullptr, 16);
       play.tell({"new-context w c", "current w w"});
       EXPECT_EQ(play.same("get-integer 0x80a9"), "4");
-      play.tell({"draw quadrants 1", "show w"});
-      play.look(window, "quadrants", 1);
-      play.tell({"draw gradient 2", "draw star 2", "show w"});
-      play.look(window, "star", 2);
-      play.tell({"resize w 311 97", "frames bar 3 4"});
-      play.look(window, "bar", 4);
-      play.tell({"draw star 5", "show w"});
-      play.look(window, "star", 5);
+      play.show({"draw quadrants 1", "show w"}, window, "quadrants", 1);
+      play.show({"draw gradient 2", "draw star 2", "show w"}, window, "star", 2);
+      play.show({"resize w 311 97", "frames bar 3 4"}, window, "bar", 4);
+      play.show({"draw star 5", "show w"}, window, "star", 5);
     });
   }
 }
@@ -143,8 +137,8 @@ TEST(Configs, MakeContextsThatShareObjects) {
     program.ask("version-context late c 3 0 compatible w0");
     for (const char* user : {"user", "late"}) {
       play.tell({"current w0 w0", "texture 2", "draw bar 1", "show w0"});
-      play.tell({"current w300 " + std::string(user), "draw texture 0", "show w300"});
-      play.look(left, "bar", 1);
+      play.show({"current w300 " + std::string(user), "draw texture 0", "show w300"}, left, "bar",
+                1);
       play.look(right, "texture", 2);
     }
   });

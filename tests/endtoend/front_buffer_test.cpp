@@ -44,37 +44,27 @@ protected:
 
 TEST_P(FrontBuffer, IsShownByAFlushAndByAFinish) {
   play("flush", [](Play& play, Window window) {
-    play.tell({"draw quadrants 1", "flush"});
-    play.look(window, "quadrants", 1);
-    play.tell({"draw bar 2", "finish"});
-    play.look(window, "bar", 2);
-    play.tell({"flush", "finish", "finish"});
-    play.look(window, "bar", 2);
-    play.tell({"rect 10 20 30 40 ff00ff00", "flush"});
-    play.look(window, "a rectangle", 3);
-    play.tell({"rect 50 20 1 1 ffff0000", "flush"});
-    play.look(window, "one pixel", 4);
-    play.tell({"push-attributes", "draw quadrants 5", "flush", "pop-attributes"});
-    play.look(window, "quadrants", 5);
-    play.tell({"draw bar 6", "flush"});
-    play.look(window, "bar", 6);
+    play.show({"draw quadrants 1", "flush"}, window, "quadrants", 1);
+    play.show({"draw bar 2", "finish"}, window, "bar", 2);
+    play.show({"flush", "finish", "finish"}, window, "bar", 2);
+    play.show({"rect 10 20 30 40 ff00ff00", "flush"}, window, "a rectangle", 3);
+    play.show({"rect 50 20 1 1 ffff0000", "flush"}, window, "one pixel", 4);
+    play.show({"push-attributes", "draw quadrants 5", "flush", "pop-attributes"}, window,
+              "quadrants", 5);
+    play.show({"draw bar 6", "flush"}, window, "bar", 6);
   });
 }
 
 TEST_P(FrontBuffer, IsShownWhereNoSampleWasDrawn) {
   play("no samples", [](Play& play, Window window) {
     for (const char* end : {"flush", "finish"}) {
-      play.tell({"clear ffa08040", end});
-      play.look(window, "a colour", 0);
-      play.tell({"draw-pixels quadrants 1", end});
-      play.look(window, "quadrants", 1);
-      play.tell({"copy-pixels 0 0 60 45 55 40", end});
-      play.look(window, "a copy", 0);
-      play.tell({"bitmap 5 7 ffffff00", end});
-      play.look(window, "arrows", 0);
-      play.tell({"clear ff102030", "draw-pixels bar 2", "bitmap 1 1 ff00ffff",
-                 "copy-pixels 1 1 40 8 60 60", end});
-      play.look(window, "all of them", 0);
+      play.show({"clear ffa08040", end}, window, "a colour", 0);
+      play.show({"draw-pixels quadrants 1", end}, window, "quadrants", 1);
+      play.show({"copy-pixels 0 0 60 45 55 40", end}, window, "a copy", 0);
+      play.show({"bitmap 5 7 ffffff00", end}, window, "arrows", 0);
+      play.show({"clear ff102030", "draw-pixels bar 2", "bitmap 1 1 ff00ffff",
+                 "copy-pixels 1 1 40 8 60 60", end},
+                window, "all of them", 0);
     }
   });
 }
@@ -90,24 +80,21 @@ TEST_P(FrontBuffer, IsNotTouchedBySelectionAndFeedback) {
     play.tell({"draw bar 2", "render-mode select", "flush", "finish", "rect 1 1 99 80 ffffffff"});
     play.same("render-mode feedback");
     play.same("render-mode render");
-    play.tell({"flush"});
-    play.look(window, "bar", 2);
+    play.show({"flush"}, window, "bar", 2);
     EXPECT_EQ(play.same("select"), "2 hits: 11 33");
-    play.tell({"draw quadrants 3", "finish"});
-    play.look(window, "quadrants", 3);
+    play.show({"draw quadrants 3", "finish"}, window, "quadrants", 3);
   });
 }
 
 TEST_P(FrontBuffer, IsShownAfterTheWindowIsResizedHiddenAndShown) {
   play("changes", [](Play& play, Window window) {
-    play.tell({"draw quadrants 1", "flush"});
-    play.look(window, "quadrants", 1);
+    play.show({"draw quadrants 1", "flush"}, window, "quadrants", 1);
     // A window's new size is found out about when a frame is shown.
-    play.tell({"resize w 201 133", "draw bar 2", "flush", "draw quadrants 3", "flush"});
-    play.look(window, "quadrants", 3);
-    play.tell({"unmap w", "draw bar 4", "flush", "map w", "draw quadrants 5", "flush", "draw bar 6",
-               "finish"});
-    play.look(window, "bar", 6);
+    play.show({"resize w 201 133", "draw bar 2", "flush", "draw quadrants 3", "flush"}, window,
+              "quadrants", 3);
+    play.show({"unmap w", "draw bar 4", "flush", "map w", "draw quadrants 5", "flush", "draw bar 6",
+               "finish"},
+              window, "bar", 6);
   });
 }
 
@@ -116,19 +103,17 @@ TEST_P(FrontBuffer, IsShownWhileAQueryOfTheProgramRuns) {
   play("queries", [](Play& play, Window window) {
     for (const char* target : {"samples", "any", "any-conservative", "primitives"}) {
       const std::string query = std::string("q-") + target;
-      play.tell({"make-query " + query, "begin-query " + query + " " + target, "draw quadrants 1",
-                 "flush"});
-      play.look(window, "quadrants", 1);
-      play.tell({"draw bar 2", "finish"});
-      play.look(window, "bar", 2);
+      play.show({"make-query " + query, "begin-query " + query + " " + target, "draw quadrants 1",
+                 "flush"},
+                window, "quadrants", 1);
+      play.show({"draw bar 2", "finish"}, window, "bar", 2);
       play.tell({"end-query " + std::string(target)});
       play.same("query-result " + query);
       play.tell(
           {"begin-query " + query + " " + target, "flush", "end-query " + std::string(target)});
       EXPECT_EQ(play.same("query-result " + query), "0");
     }
-    play.tell({"draw quadrants 3", "flush"});
-    play.look(window, "quadrants", 3);
+    play.show({"draw quadrants 3", "flush"}, window, "quadrants", 3);
   });
 }
 
@@ -155,30 +140,23 @@ protected:
 TEST_P(Switching, BetweenTheBuffersOfADoubleBufferedWindowShowsEach) {
   play("switching", [](Play& play) {
     const Window window = play.program().stage("w", "120 90 24 double");
-    play.tell({"draw quadrants 1", "show w"});
-    play.look(window, "quadrants", 1);
+    play.show({"draw quadrants 1", "show w"}, window, "quadrants", 1);
     // Drawn to the front, shown by going back.
-    play.tell({"draw-buffer front", "draw bar 2", "flush", "draw-buffer back"});
-    play.look(window, "bar", 2);
+    play.show({"draw-buffer front", "draw bar 2", "flush", "draw-buffer back"}, window, "bar", 2);
     play.tell(
         {"draw-buffer front", "rect 3 4 50 60 ff00ff00", "flush", "draw-buffer back", "flush"});
     play.look(window, "a rectangle", 3);
     // What goes to the back waits.
-    play.tell({"draw quadrants 4", "flush", "finish"});
-    play.look(window, "a rectangle", 3);
-    play.tell({"show w"});
-    play.look(window, "quadrants", 4);
+    play.show({"draw quadrants 4", "flush", "finish"}, window, "a rectangle", 3);
+    play.show({"show w"}, window, "quadrants", 4);
     // Both at once: a flush shows it, and so does the swap.
-    play.tell({"draw-buffer front-and-back", "draw bar 5", "flush"});
-    play.look(window, "bar", 5);
-    play.tell({"draw-buffer back", "show w"});
-    play.look(window, "bar", 5);
-    play.tell({"draw-buffer front", "clear ff884422", "flush", "draw-buffer back"});
-    play.look(window, "a colour", 6);
-    play.tell({"draw-buffer none", "draw quadrants 7", "flush", "draw-buffer back", "flush"});
-    play.look(window, "a colour", 6);
-    play.tell({"draw quadrants 8", "show w"});
-    play.look(window, "quadrants", 8);
+    play.show({"draw-buffer front-and-back", "draw bar 5", "flush"}, window, "bar", 5);
+    play.show({"draw-buffer back", "show w"}, window, "bar", 5);
+    play.show({"draw-buffer front", "clear ff884422", "flush", "draw-buffer back"}, window,
+              "a colour", 6);
+    play.show({"draw-buffer none", "draw quadrants 7", "flush", "draw-buffer back", "flush"},
+              window, "a colour", 6);
+    play.show({"draw quadrants 8", "show w"}, window, "quadrants", 8);
   });
 }
 
@@ -208,10 +186,8 @@ TEST_P(Switching, OfAnOverlayDrawnOverEachFrameShowsBoth) {
 TEST_P(Switching, ToLeftShowsItWithTheNextFrame) {
   play("left", [](Play& play) {
     const Window window = play.program().stage("w", "120 90 24 double");
-    play.tell({"draw-buffer left", "draw quadrants 1", "show w"});
-    play.look(window, "quadrants", 1);
-    play.tell({"draw-buffer back", "draw bar 2", "show w"});
-    play.look(window, "bar", 2);
+    play.show({"draw-buffer left", "draw quadrants 1", "show w"}, window, "quadrants", 1);
+    play.show({"draw-buffer back", "draw bar 2", "show w"}, window, "bar", 2);
   });
 }
 
@@ -219,11 +195,9 @@ TEST_P(Switching, ToLeftShowsItWithTheNextFrame) {
 TEST_P(Switching, ToTheBackOfASingleBufferedWindowChangesNothing) {
   const auto script = [](Play& play, const std::string& choice) {
     const Window window = play.program().stage("w", "120 90 24 single");
-    play.tell({"draw quadrants 1", "flush"});
-    play.look(window, "quadrants", 1);
+    play.show({"draw quadrants 1", "flush"}, window, "quadrants", 1);
     if (!choice.empty()) play.program().ask("draw-buffer " + choice);
-    play.tell({"draw bar 2", "flush"});
-    play.look(window, "bar", 2);
+    play.show({"draw bar 2", "flush"}, window, "bar", 2);
   };
   for (const char* choice : {"front", "left", "front-left", "front-and-back"}) {
     play(std::string("single ") + choice, [&](Play& play) { script(play, choice); });
@@ -235,12 +209,12 @@ TEST_P(Switching, BetweenTwoWindowsShowsBoth) {
     PictureProgram& program = play.program();
     const Window left = program.stage("left", "100 80 24 double 0 0");
     const Window right = program.stage("right", "120 90 24 single 200 0");
-    play.tell({"draw quadrants 1", "current left left", "draw-buffer front", "draw bar 2", "flush",
-               "current right right", "draw bar 3", "finish"});
-    play.look(left, "bar", 2);
+    play.show({"draw quadrants 1", "current left left", "draw-buffer front", "draw bar 2", "flush",
+               "current right right", "draw bar 3", "finish"},
+              left, "bar", 2);
     play.look(right, "bar", 3);
-    play.tell({"current left left", "draw quadrants 4", "current right right"});
-    play.look(left, "quadrants", 4);
+    play.show({"current left left", "draw quadrants 4", "current right right"}, left, "quadrants",
+              4);
     play.tell({"draw quadrants 5", "release"});
   });
 }
@@ -250,12 +224,9 @@ TEST(Uncounted, ChangesOfTheFrontBufferAreAllShown) {
   for (const char* kind : {"24 single", "24 double"}) {
     const auto script = [kind](Play& play) {
       const Window window = play.program().stage("w", "120 90 " + std::string(kind));
-      play.tell({"draw-buffer front", "draw quadrants 1", "flush"});
-      play.look(window, "quadrants", 1);
-      play.tell({"blit 5 10 30 20 ff00ff00", "flush"});
-      play.look(window, "a blitted rectangle", 2);
-      play.tell({"clear-buffer ff123456", "finish"});
-      play.look(window, "a colour", 3);
+      play.show({"draw-buffer front", "draw quadrants 1", "flush"}, window, "quadrants", 1);
+      play.show({"blit 5 10 30 20 ff00ff00", "flush"}, window, "a blitted rectangle", 2);
+      play.show({"clear-buffer ff123456", "finish"}, window, "a colour", 3);
       EXPECT_EQ(play.same("gl-error"), "0x0");
     };
     playThroughLibrary(std::string("uncounted ") + kind, script, appDisplay(),
@@ -292,8 +263,8 @@ TEST(Queries, MadeAfterTheFirstFramesHaveTheRightResult) {
   for (const auto& [kind, make] : kPrograms) {
     const auto script = [kind = kind, make = make](Play& play) {
       const Window window = play.program().stage("w", "120 90 " + std::string(kind));
-      play.tell({"draw-buffer front", "draw quadrants 1", "flush", "draw bar 2", "finish"});
-      play.look(window, "bar", 2);
+      play.show({"draw-buffer front", "draw quadrants 1", "flush", "draw bar 2", "finish"}, window,
+                "bar", 2);
       play.tell({std::string(make) + " q", "begin-query q samples", "draw quadrants 3", "flush",
                  "end-query samples"});
       play.same("query-result q");

@@ -68,14 +68,12 @@ TEST_P(Pixmaps, AreCopiedToAWindow) {
         play.program().window("w", std::string(kSize) + " " + depth + " single 300 0");
     stage(play, "p");
     for (int frame = 1; frame <= 5; ++frame) {
-      play.tell({"draw quadrants " + std::to_string(frame), "finish", "x-copy p w"});
-      play.look(window, "quadrants", frame);
+      play.show({"draw quadrants " + std::to_string(frame), "finish", "x-copy p w"}, window,
+                "quadrants", frame);
     }
     // Drawn with X over it.
-    play.tell({"x-draw p bar 6", "x-copy p w"});
-    play.look(window, "bar", 6);
-    play.tell({"draw bar 7", "flush", "x-copy p w"});
-    play.look(window, "bar", 7);
+    play.show({"x-draw p bar 6", "x-copy p w"}, window, "bar", 6);
+    play.show({"draw bar 7", "flush", "x-copy p w"}, window, "bar", 7);
   });
 }
 
@@ -112,8 +110,8 @@ TEST_P(Pixmaps, AreDrawnInTurnWithWindowsAndOtherPixmaps) {
       play.read("x-read q", "bar", frame, GetParam().depth);
       play.look(window, "bar", frame);
     }
-    play.tell({"release", "destroy-pixmap p", "current w w", "draw quadrants 9", "show w"});
-    play.look(window, "quadrants", 9);
+    play.show({"release", "destroy-pixmap p", "current w w", "draw quadrants 9", "show w"}, window,
+              "quadrants", 9);
     play.tell({"current q q", "draw quadrants 8", "finish"});
     play.read("x-read q", "quadrants", 8, GetParam().depth);
     play.tell({"release", "destroy-pixmap q", "forget q", "forget p"});

@@ -126,19 +126,17 @@ TEST(TwoDrawables, AreDrawnToAndReadFrom) {
       play.tell({"current p x", "draw quadrants " + std::to_string(frame), "current-both w p x"});
       EXPECT_EQ(play.same("current-draw w p"), "w");
       EXPECT_EQ(play.same("current-read w p"), "p");
-      play.tell({"clear ff000000", "copy-pixels 0 0 120 90 0 0", "show w"});
-      play.look(window, "quadrants", frame);
+      play.show({"clear ff000000", "copy-pixels 0 0 120 90 0 0", "show w"}, window, "quadrants",
+                frame);
       // The pair is still bound.
       play.read("gl-read 120 90", "quadrants", frame, 32);
-      play.tell({"copy-pixels 0 0 40 30 60 50", "show w"});
-      play.look(window, "a copy", frame);
+      play.show({"copy-pixels 0 0 40 30 60 50", "show w"}, window, "a copy", frame);
     }
     // From the window into the pbuffer.
     play.tell({"current w x", "draw bar 4", "current-both p w x", "copy-pixels 0 0 120 90 0 0",
                "current p x"});
     play.read("gl-read 120 90", "bar", 4, 32);
-    play.tell({"current w x", "draw bar 5", "show w"});
-    play.look(window, "bar", 5);
+    play.show({"current w x", "draw bar 5", "show w"}, window, "bar", 5);
   });
 }
 
@@ -146,12 +144,12 @@ TEST(TwoDrawables, OfWhichOneIsAWindowThatIsDrawnInFront) {
   play("front", [](Play& play) {
     play.tell({"find-config c 24 single"});
     const Window window = std::stoul(play.program().ask("glx-window w c 120 90 0 0"), nullptr, 16);
-    play.tell({"pbuffer p c 120 90", "new-context x c", "current p x", "draw quadrants 1",
-               "current-both w p x", "copy-pixels 0 0 120 90 0 0", "flush"});
-    play.look(window, "quadrants", 1);
-    play.tell({"current p x", "draw bar 2", "current-both w p x", "copy-pixels 0 0 120 90 0 0",
-               "finish"});
-    play.look(window, "bar", 2);
+    play.show({"pbuffer p c 120 90", "new-context x c", "current p x", "draw quadrants 1",
+               "current-both w p x", "copy-pixels 0 0 120 90 0 0", "flush"},
+              window, "quadrants", 1);
+    play.show(
+        {"current p x", "draw bar 2", "current-both w p x", "copy-pixels 0 0 120 90 0 0", "finish"},
+        window, "bar", 2);
   });
 }
 
@@ -194,9 +192,9 @@ TEST(Sharing, ATextureMadeInAPbufferIsDrawnInAWindow) {
     const Window window = play.program().stage("w", "64 64 24 double");
     play.tell({"find-config c 24 double", "pbuffer p c 64 64", "new-context p c w"});
     for (int frame = 1; frame <= 3; ++frame) {
-      play.tell({"current p p", "texture " + std::to_string(frame), "current w w", "draw texture 0",
-                 "show w"});
-      play.look(window, "texture", frame);
+      play.show({"current p p", "texture " + std::to_string(frame), "current w w", "draw texture 0",
+                 "show w"},
+                window, "texture", frame);
     }
   });
 }

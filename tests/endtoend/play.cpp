@@ -114,6 +114,12 @@ void Play::tell(std::initializer_list<std::string> steps) {
     program().ask(step);
 }
 
+void Play::show(std::initializer_list<std::string> steps, Window window, const std::string& picture,
+                int frame) {
+  tell(steps);
+  look(window, picture, frame);
+}
+
 std::string Play::nextLabel(const std::string& what) {
   return std::to_string(++labels_) + ", " + what;
 }

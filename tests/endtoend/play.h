@@ -33,6 +33,9 @@ public:
   // The same for a step that answers with the pixels of a picture ("gl-read", "x-read").
   virtual void read(const std::string& step, const std::string& picture, int frame, int depth) = 0;
   void tell(std::initializer_list<std::string> steps);
+  // Performs steps and looks at what they show.
+  void show(std::initializer_list<std::string> steps, Window window, const std::string& picture,
+            int frame);
 
 protected:
   explicit Play(PictureProgram* program) : program_(program) {}

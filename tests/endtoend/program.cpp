@@ -146,21 +146,25 @@ void Program::write(const std::string& text) {
   pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
+bool Program::takeOutput(Clock::time_point deadline, const char* complaint) {
+  for (;;) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+    pollfd wanted{output_.get(), POLLIN, 0};
+    if (left.count() <= 0) throw std::runtime_error(complaint + ("\n" + errors()));
+    if (poll(&wanted, 1, static_cast<int>(left.count())) <= 0) continue;
+    char buffer[4096];
+    const ssize_t count = read(output_.get(), buffer, sizeof buffer);
+    if (count > 0) read_.append(buffer, static_cast<std::size_t>(count));
+    return count > 0;
+  }
+}
+
 std::string Program::readLine() {
   const Clock::time_point deadline = Clock::now() + kPatience;
   std::size_t end;
   while ((end = read_.find('\n')) == std::string::npos) {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
-    pollfd wanted{output_.get(), POLLIN, 0};
-    if (left.count() <= 0) throw std::runtime_error("the program does not answer\n" + errors());
-    if (poll(&wanted, 1, static_cast<int>(left.count())) <= 0) continue;
-    char buffer[4096];
-    const ssize_t count = read(output_.get(), buffer, sizeof buffer);
-    if (count <= 0) {
-      throw std::runtime_error("the program has ended, " + std::to_string(wait()) + "\n" +
-                               errors());
-    }
-    read_.append(buffer, static_cast<std::size_t>(count));
+    if (takeOutput(deadline, "the program does not answer")) continue;
+    throw std::runtime_error("the program has ended, " + std::to_string(wait()) + "\n" + errors());
   }
   std::string line = read_.substr(0, end);
   read_.erase(0, end + 1);
@@ -169,16 +173,9 @@ std::string Program::readLine() {
 
 std::string Program::readRest() {
   const Clock::time_point deadline = Clock::now() + kPatience;
-  for (;;) {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
-    pollfd wanted{output_.get(), POLLIN, 0};
-    if (left.count() <= 0) throw std::runtime_error("the program does not end\n" + errors());
-    if (poll(&wanted, 1, static_cast<int>(left.count())) <= 0) continue;
-    char buffer[4096];
-    const ssize_t count = read(output_.get(), buffer, sizeof buffer);
-    if (count <= 0) return std::exchange(read_, "");
-    read_.append(buffer, static_cast<std::size_t>(count));
+  while (takeOutput(deadline, "the program does not end")) {
   }
+  return std::exchange(read_, "");
 }
 
 void Program::signal(int number) const {

@@ -63,6 +63,9 @@ public:
   bool hasLoaded(const std::string& fileName) const;
 
 private:
+  // Waits for some more of standard output; false when it is closed.
+  bool takeOutput(std::chrono::steady_clock::time_point deadline, const char* complaint);
+
   std::filesystem::path errorFile_;
   pid_t pid_ = 0; // 0 once reaped
   int status_ = 0;

@@ -27,12 +27,12 @@ TEST_P(TextureFromPixmap, ShowsWhatXDrew) {
     const Window window = stage(play);
     for (int frame = 1; frame <= 3; ++frame) {
       const std::string number = std::to_string(frame);
-      play.tell({"x-draw p quadrants " + number, "sync", "bind-texture p", "draw-texture",
-                 "release-texture p", "show w"});
-      play.look(window, "quadrants", frame);
-      play.tell({"x-draw p bar " + number, "bind-texture p", "draw-texture", "show w",
-                 "release-texture p"});
-      play.look(window, "bar", frame);
+      play.show({"x-draw p quadrants " + number, "sync", "bind-texture p", "draw-texture",
+                 "release-texture p", "show w"},
+                window, "quadrants", frame);
+      play.show({"x-draw p bar " + number, "bind-texture p", "draw-texture", "show w",
+                 "release-texture p"},
+                window, "bar", frame);
     }
     EXPECT_EQ(play.same("gl-error"), "0x0");
   });
@@ -42,15 +42,15 @@ TEST_P(TextureFromPixmap, IsMadeOfSeveralPixmapsInTurn) {
   play("several", [](Play& play) {
     const Window window = stage(play);
     const std::string depth = std::to_string(GetParam());
-    play.tell({"config-pixmap q c 30 20 " + depth + " texture", "x-draw q bar 5", "x-draw p bar 6",
-               "bind-texture q", "draw-texture", "show w"});
-    play.look(window, "a small pixmap", 5);
+    play.show({"config-pixmap q c 30 20 " + depth + " texture", "x-draw q bar 5", "x-draw p bar 6",
+               "bind-texture q", "draw-texture", "show w"},
+              window, "a small pixmap", 5);
     play.tell(
         {"release-texture q", "bind-texture p", "draw-texture", "release-texture p", "show w"});
     play.look(window, "bar", 6);
-    play.tell({"destroy-pixmap q", "x-draw p quadrants 7", "bind-texture p", "draw-texture",
-               "release-texture p", "destroy-pixmap p", "show w"});
-    play.look(window, "quadrants", 7);
+    play.show({"destroy-pixmap q", "x-draw p quadrants 7", "bind-texture p", "draw-texture",
+               "release-texture p", "destroy-pixmap p", "show w"},
+              window, "quadrants", 7);
   });
 }
 

@@ -18,15 +18,9 @@ TEST_P(Windows, OfOneThreadShowTheirOwnFrames) {
     PictureProgram& program = play.program();
     const Window left = program.stage("left", "300 300 24 double 0 0");
     const Window right = program.stage("right", "200 250 24 double 400 0");
-    program.ask("draw quadrants 1");
-    program.ask("show right");
-    play.look(right, "quadrants", 1);
-    program.ask("current left left");
-    program.ask("draw gradient 2");
-    program.ask("show left");
-    play.look(left, "gradient", 2);
-    program.ask("alternate left right left right 200");
-    play.look(left, "bar", 200);
+    play.show({"draw quadrants 1", "show right"}, right, "quadrants", 1);
+    play.show({"current left left", "draw gradient 2", "show left"}, left, "gradient", 2);
+    play.show({"alternate left right left right 200"}, left, "bar", 200);
     play.look(right, "quadrants", 200);
   });
 }
@@ -62,16 +56,12 @@ TEST_P(Windows, OfContextsThatShareObjectsShowThem) {
     PictureProgram& program = play.program();
     const Window maker = program.stage("maker", "200 200 24 double 0 0");
     const Window user = program.window("user", "256 256 24 double 300 0");
-    program.ask("context user user maker");
+    play.tell({"context user user maker"});
     for (int frame = 1; frame <= 3; ++frame) {
-      program.ask("current maker maker");
-      program.ask("texture " + std::to_string(frame));
-      program.ask("draw bar " + std::to_string(frame));
-      program.ask("show maker");
-      program.ask("current user user");
-      program.ask("draw texture 0");
-      program.ask("show user");
-      play.look(maker, "bar", frame);
+      play.show({"current maker maker", "texture " + std::to_string(frame),
+                 "draw bar " + std::to_string(frame), "show maker", "current user user",
+                 "draw texture 0", "show user"},
+                maker, "bar", frame);
       play.look(user, "texture", frame);
     }
   });
@@ -82,15 +72,11 @@ TEST_P(Windows, OfOneContextShowTheirOwnFrames) {
     PictureProgram& program = play.program();
     const Window left = program.stage("left", "300 300 24 double 0 0");
     const Window right = program.window("right", "200 250 24 double 400 0");
-    program.ask("draw quadrants 1");
-    program.ask("show left");
-    program.ask("current right left");
-    program.ask("draw quadrants 2");
-    program.ask("show right");
-    play.look(left, "quadrants", 1);
+    play.show(
+        {"draw quadrants 1", "show left", "current right left", "draw quadrants 2", "show right"},
+        left, "quadrants", 1);
     play.look(right, "quadrants", 2);
-    program.ask("alternate left right left left 200");
-    play.look(left, "bar", 200);
+    play.show({"alternate left right left left 200"}, left, "bar", 200);
     play.look(right, "quadrants", 200);
   });
 }
@@ -101,12 +87,8 @@ TEST_P(Windows, ThatAreLeftShowWhatWasDrawnSoFar) {
     PictureProgram& program = play.program();
     const Window left = program.stage("left", "300 300 24 single 0 0");
     const Window right = program.window("right", "200 250 24 single 400 0");
-    program.ask("draw quadrants 1");
-    program.ask("current right left");
-    play.look(left, "quadrants", 1);
-    program.ask("draw bar 2");
-    program.ask("finish");
-    play.look(right, "bar", 2);
+    play.show({"draw quadrants 1", "current right left"}, left, "quadrants", 1);
+    play.show({"draw bar 2", "finish"}, right, "bar", 2);
   });
 }
 

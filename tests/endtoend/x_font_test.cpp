@@ -77,9 +77,9 @@ protected:
       const Window window = play.program().stage("w", "120 90 24 double");
       play.tell({"load-font " + font, "clear ff203040"});
       play.same("use-font 32 96");
-      play.tell({"write 5 70 ffffffff ABBA", "write 7 40 ff00ff00 AxB", "write 50 3 ffff0000 Text",
-                 "show w"});
-      play.look(window, "text", 1);
+      play.show({"write 5 70 ffffffff ABBA", "write 7 40 ff00ff00 AxB", "write 50 3 ffff0000 Text",
+                 "show w"},
+                window, "text", 1);
       play.same("measure ABBA");
       play.same("gl-error");
     };
