@@ -1,9 +1,9 @@
 // zol-bench-scene: draws a scene as fast as the display lets it and says how many frames it made.
 
+#include "bench_program.h"
 #include "gl_window.h"
 #include "scene.h"
 #include "size.h"
-#include "tools/arguments.h"
 #include "x_connection.h"
 
 #include <GL/gl.h>
@@ -11,7 +11,6 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
-#include <exception>
 #include <sys/resource.h>
 
 namespace {
@@ -75,6 +74,8 @@ void end(int) {
 }
 
 void run(const Options& options) {
+  signal(SIGTERM, end);
+  signal(SIGINT, end);
   XConnection connection;
   const GlWindow window(connection, options.size, "zol-bench-scene");
   Scene scene;
@@ -111,24 +112,5 @@ void run(const Options& options) {
 } // namespace
 
 int main(int argc, char** argv) {
-  Options options;
-  try {
-    options = Options::parse(Arguments(argc, argv));
-  } catch (const UsageError& error) {
-    fprintf(stderr, "zol-bench-scene: %s\nTry \"zol-bench-scene --help\".\n", error.what());
-    return 2;
-  }
-  if (options.help) {
-    fputs(kHelp, stdout);
-    return 0;
-  }
-  signal(SIGTERM, end);
-  signal(SIGINT, end);
-  try {
-    run(options);
-  } catch (const std::exception& error) {
-    fprintf(stderr, "zol-bench-scene: %s\n", error.what());
-    return 1;
-  }
-  return 0;
+  return runProgram("zol-bench-scene", kHelp, argc, argv, run);
 }

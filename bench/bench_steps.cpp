@@ -1,15 +1,14 @@
 // zol-bench-steps: times the steps of a frame's way back one by one.
 
+#include "bench_program.h"
 #include "frame_path.h"
 #include "shm_window.h"
 #include "size.h"
-#include "tools/arguments.h"
 #include "x_connection.h"
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <exception>
 #include <functional>
 #include <string>
 #include <vector>
@@ -111,22 +110,5 @@ void measure(const Options& options) {
 } // namespace
 
 int main(int argc, char** argv) {
-  Options options;
-  try {
-    options = Options::parse(Arguments(argc, argv));
-  } catch (const UsageError& error) {
-    fprintf(stderr, "zol-bench-steps: %s\nTry \"zol-bench-steps --help\".\n", error.what());
-    return 2;
-  }
-  if (options.help) {
-    fputs(kHelp, stdout);
-    return 0;
-  }
-  try {
-    measure(options);
-  } catch (const std::exception& error) {
-    fprintf(stderr, "zol-bench-steps: %s\n", error.what());
-    return 1;
-  }
-  return 0;
+  return runProgram("zol-bench-steps", kHelp, argc, argv, measure);
 }

@@ -1,9 +1,9 @@
 // zol-frame-watch: counts the frames that a program brings into its window and takes its picture.
 
+#include "bench_program.h"
 #include "child_process.h"
 #include "picture.h"
 #include "size.h"
-#include "tools/arguments.h"
 #include "watch_report.h"
 #include "window_watch.h"
 #include "x_connection.h"
@@ -11,7 +11,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <exception>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -133,20 +132,7 @@ void write(const std::string& path, const std::string& text) {
   }
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
-  Options options;
-  try {
-    options = Options::parse(Arguments(argc, argv));
-  } catch (const UsageError& error) {
-    fprintf(stderr, "zol-frame-watch: %s\nTry \"zol-frame-watch --help\".\n", error.what());
-    return 2;
-  }
-  if (options.help) {
-    fputs(kHelp, stdout);
-    return 0;
-  }
+void run(const Options& options) {
   try {
     countXErrors();
     catchInterrupts();
@@ -154,9 +140,12 @@ int main(int argc, char** argv) {
     if (!options.json.empty() && options.json != "-") write(options.json, report.asJson());
     fputs((options.json == "-" ? report.asJson() : report.asText()).c_str(), stdout);
   } catch (const std::exception& error) {
-    const std::string program = options.command.empty() ? "" : "'" + options.command[0] + "': ";
-    fprintf(stderr, "zol-frame-watch: %s%s\n", program.c_str(), error.what());
-    return 1;
+    throw std::runtime_error("'" + options.command[0] + "': " + error.what());
   }
-  return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+  return runProgram("zol-frame-watch", kHelp, argc, argv, run);
 }

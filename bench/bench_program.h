@@ -1,0 +1,35 @@
+#pragma once
+
+#include "tools/arguments.h"
+
+#include <cstdio>
+#include <exception>
+
+namespace zol::bench {
+
+// main() of a program that measures: its options, which know --help, and the work. The exit status
+// is 2 for a wrong command line and 1 for work that could not be done.
+template <class Options>
+int runProgram(const char* name, const char* help, int argc, char** argv,
+               void (*work)(const Options&)) {
+  Options options;
+  try {
+    options = Options::parse(tools::Arguments(argc, argv));
+  } catch (const tools::UsageError& error) {
+    fprintf(stderr, "%s: %s\nTry \"%s --help\".\n", name, error.what(), name);
+    return 2;
+  }
+  if (options.help) {
+    fputs(help, stdout);
+    return 0;
+  }
+  try {
+    work(options);
+  } catch (const std::exception& error) {
+    fprintf(stderr, "%s: %s\n", name, error.what());
+    return 1;
+  }
+  return 0;
+}
+
+} // namespace zol::bench
