@@ -1,4 +1,5 @@
 #include "display/same_display.h"
+#include "host_record.h"
 
 #include <arpa/inet.h>
 #include <cerrno>
@@ -18,22 +19,10 @@ std::string ownName; // of this machine
 bool ownNameFails = false;
 std::vector<std::string> asked;
 
-// The record that the resolver uses again and again, as the real one does.
 hostent* answer(const std::string& question) {
-  static std::vector<std::string> names;
-  static std::vector<char*> aliases;
-  static hostent record;
   asked.push_back(question);
   const auto found = hosts.find(question);
-  if (found == hosts.end()) return nullptr;
-  names = found->second;
-  aliases.clear();
-  for (std::size_t i = 1; i < names.size(); ++i)
-    aliases.push_back(names[i].data());
-  aliases.push_back(nullptr);
-  record.h_name = names[0].data();
-  record.h_aliases = aliases.data();
-  return &record;
+  return found == hosts.end() ? nullptr : hostRecord(found->second);
 }
 
 } // namespace

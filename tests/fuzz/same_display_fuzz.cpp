@@ -1,5 +1,6 @@
 // Two names of displays, and a resolver that answers as the input has it.
 
+#include "display/host_record.h"
 #include "display/same_display.h"
 #include "fuzz/fuzz.h"
 
@@ -14,27 +15,18 @@ std::string ownName;
 std::vector<std::string> answers; // of the resolver, in turn; an empty one: not found
 std::size_t next = 0;
 
-// "official alias alias ...", in one record that is used again and again.
+// "official alias alias ...".
 hostent* answer() {
-  static std::vector<std::string> names;
-  static std::vector<char*> aliases;
-  static hostent record;
   if (answers.empty()) return nullptr;
   const std::string& text = answers[next++ % answers.size()];
   if (text.empty()) return nullptr;
-  names.clear();
+  std::vector<std::string> names;
   for (std::size_t at = 0; at <= text.size();) {
     const std::size_t blank = std::min(text.find(' ', at), text.size());
     names.push_back(text.substr(at, blank - at));
     at = blank + 1;
   }
-  aliases.clear();
-  for (std::size_t i = 1; i < names.size(); ++i)
-    aliases.push_back(names[i].data());
-  aliases.push_back(nullptr);
-  record.h_name = names[0].data();
-  record.h_aliases = aliases.data();
-  return &record;
+  return hostRecord(names);
 }
 
 } // namespace
