@@ -20,6 +20,12 @@ protected:
     zol::runtimeSymbols.clock_gettime = fakeClock;
     asked = 0;
   }
+  void runForASecond() {
+    now = {7, 0};
+    timer.start();
+    now = {8, 0};
+    timer.stop();
+  }
   ~HighResTimer() override { zol::runtimeSymbols.clock_gettime = real; }
 
   decltype(zol::RuntimeSymbols::clock_gettime) real;
@@ -49,19 +55,13 @@ TEST_F(HighResTimer, RunsFromStart) {
 }
 
 TEST_F(HighResTimer, StandsStillAfterStop) {
-  now = {7, 0};
-  timer.start();
-  now = {8, 0};
-  timer.stop();
+  runForASecond();
   now = {100, 0};
   EXPECT_EQ(1000000u, timer.elapsedMicro());
 }
 
 TEST_F(HighResTimer, StartsAnewFromZero) {
-  now = {7, 0};
-  timer.start();
-  now = {8, 0};
-  timer.stop();
+  runForASecond();
   timer.start();
   EXPECT_EQ(0u, timer.elapsedMicro());
 }

@@ -61,6 +61,16 @@ protected:
             debugLine(kDrawBuffer, "found context <ptr> (old mode: " + old +
                                        ", dbf: " + std::to_string(doubled) + ")")};
   }
+  // Calls that find no context say why, and do not reach the driver.
+  void expectNobodys(GLenum mode, const std::string& modeName, const std::string& reason) {
+    drawBuffer_(GL_FRONT);
+    EXPECT_EQ(renderMode_(mode), 0);
+    EXPECT_LINES(logged(),
+                 {debugLine(kDrawBuffer, "START"), debugLine(kDrawBuffer, "mode FRONT (0x404)"),
+                  debugLine(kDrawBuffer, reason), debugLine(kRenderMode, "mode: " + modeName),
+                  debugLine(kRenderMode, reason)});
+    EXPECT_EQ(driverCalls(), Lines{});
+  }
   // Whether the contexts are locked when `call` comes to this function of the driver.
   bool contextsLocked(const char* function, const std::function<void()>& call) {
     const LockProbe probe(function, [this] { createContext(display_, visuals_.doubled); });
@@ -293,15 +303,10 @@ TEST_F(FrontBuffer, WithoutCountsIsReadBackEachTimeItIsLeft) {
 TEST_F(FrontBuffer, OfAThreadWithoutAContextIsNobodys) {
   start();
   findFunctions();
-  drawBuffer_(GL_FRONT);
-  EXPECT_EQ(renderMode_(GL_SELECT), 0);
+  expectNobodys(GL_SELECT, "GL_SELECT (0x1c02)", "no context");
   viewport_(1, 2, 3, 4);
   EXPECT_LINES(logged(),
-               {debugLine(kDrawBuffer, "START"), debugLine(kDrawBuffer, "mode FRONT (0x404)"),
-                debugLine(kDrawBuffer, "no context"),
-                debugLine(kRenderMode, "mode: GL_SELECT (0x1c02)"),
-                debugLine(kRenderMode, "no context"), debugLine(kViewport, "1 2 3 4"),
-                debugLine(kViewport, "no current drawable")});
+               {debugLine(kViewport, "1 2 3 4"), debugLine(kViewport, "no current drawable")});
   EXPECT_EQ(driverCalls(), Lines{});
 }
 
@@ -310,15 +315,8 @@ TEST_F(FrontBuffer, OfADestroyedContextIsNobodys) {
   GL_OF(host(), glXDestroyContext)(display_, context_);
   recorder().setAnswer("glRenderMode", 5);
   forget();
-  drawBuffer_(GL_FRONT);
-  EXPECT_EQ(renderMode_(GL_RENDER), 0);
-  const std::string destroyed = "the context " + hex(context_) + " is already destroyed";
-  EXPECT_LINES(logged(),
-               {debugLine(kDrawBuffer, "START"), debugLine(kDrawBuffer, "mode FRONT (0x404)"),
-                debugLine(kDrawBuffer, destroyed),
-                debugLine(kRenderMode, "mode: GL_RENDER (0x1c00)"),
-                debugLine(kRenderMode, destroyed)});
-  EXPECT_EQ(driverCalls(), Lines{});
+  expectNobodys(GL_RENDER, "GL_RENDER (0x1c00)",
+                "the context " + hex(context_) + " is already destroyed");
 }
 
 TEST_F(FrontBuffer, OfAnUnknownContextIsNobodys) {
@@ -326,15 +324,8 @@ TEST_F(FrontBuffer, OfAnUnknownContextIsNobodys) {
   GL_OF(host(), glXDestroyContext)(display_, context_);
   makeCurrent(display_, window_, context_);
   forget();
-  drawBuffer_(GL_FRONT);
-  EXPECT_EQ(renderMode_(GL_FEEDBACK), 0);
-  const std::string unknown = "cannot find context " + hex(context_) + " in the context map";
-  EXPECT_LINES(logged(),
-               {debugLine(kDrawBuffer, "START"), debugLine(kDrawBuffer, "mode FRONT (0x404)"),
-                debugLine(kDrawBuffer, unknown),
-                debugLine(kRenderMode, "mode: GL_FEEDBACK (0x1c01)"),
-                debugLine(kRenderMode, unknown)});
-  EXPECT_EQ(driverCalls(), Lines{});
+  expectNobodys(GL_FEEDBACK, "GL_FEEDBACK (0x1c01)",
+                "cannot find context " + hex(context_) + " in the context map");
 }
 
 // Attributes -----------------------------------------------------------------------------------

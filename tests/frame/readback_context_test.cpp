@@ -99,6 +99,14 @@ protected:
     EXPECT_EQ(recording::calls(), Lines{});
   }
 
+  void expectOneMutex() {
+    readBack(640, 480);
+    const void* const mutex = mutexOfCalls();
+    EXPECT_NE(mutex, nullptr);
+    deliver();
+    EXPECT_EQ(mutexOfCalls(), mutex);
+  }
+
   size_t paints() {
     const Lines& calls = recording::calls();
     return std::count_if(calls.begin(), calls.end(),
@@ -208,11 +216,7 @@ TEST_F(SingleThreadReadback, KeepsTheBufferMappedUntilTheNextFrame) {
 }
 
 TEST_F(SingleThreadReadback, ReadsAndDeliversUnderOneMutex) {
-  readBack(640, 480);
-  const void* const mutex = mutexOfCalls();
-  EXPECT_NE(mutex, nullptr);
-  deliver();
-  EXPECT_EQ(mutexOfCalls(), mutex);
+  expectOneMutex();
 }
 
 TEST_F(SingleThreadReadback, DeliversTheFourBytesOfASinglePixel) {
@@ -329,11 +333,7 @@ TEST_F(MultiThreadReadback, DeliversOnlyTheNewestOfTwoFrames) {
 
 TEST_F(MultiThreadReadback, ReadsAndDeliversUnderOneMutex) {
   share();
-  readBack(640, 480);
-  const void* const mutex = mutexOfCalls();
-  EXPECT_NE(mutex, nullptr);
-  deliver();
-  EXPECT_EQ(mutexOfCalls(), mutex);
+  expectOneMutex();
 }
 
 TEST_F(MultiThreadReadback, MapsTheBufferInItsOwnContextToDeliver) {

@@ -446,13 +446,18 @@ TEST(ZolrunHeadless, PassesTheExitStatusOnAndLeavesNoProcess) {
   EXPECT_EQ(children(), std::vector<pid_t>());
 }
 
-TEST(ZolrunHeadless, ACommandKilledByASignalGives128AndItsNumber) {
-  RunningZolrun zolrun(std::string("trap 'kill -SEGV $$' HUP; echo set; ") + kWait);
+// What comes of a signal to zolrun with a command that has set such a trap.
+void expectEnd(const std::string& trap, int signal, int status) {
+  RunningZolrun zolrun(trap + "; echo set; " + kWait);
   zolrun.program.waitForOutput("set\n");
   const Traces traces(zolrun.program.output());
-  zolrun.program.signal(SIGHUP);
-  EXPECT_EQ(zolrun.program.wait().status, 128 + SIGSEGV);
+  zolrun.program.signal(signal);
+  EXPECT_EQ(zolrun.program.wait().status, status);
   traces.expectGone();
+}
+
+TEST(ZolrunHeadless, ACommandKilledByASignalGives128AndItsNumber) {
+  expectEnd("trap 'kill -SEGV $$' HUP", SIGHUP, 128 + SIGSEGV);
 }
 
 TEST(ZolrunHeadless, SignalsReachTheCommandWhichMayAnswerThem) {
@@ -471,12 +476,7 @@ TEST(ZolrunHeadless, SignalsReachTheCommandWhichMayAnswerThem) {
 }
 
 TEST(ZolrunHeadless, ACommandThatIgnoresTheRequestToEndIsKilled) {
-  RunningZolrun zolrun(std::string("trap '' TERM; echo set; ") + kWait);
-  zolrun.program.waitForOutput("set\n");
-  const Traces traces(zolrun.program.output());
-  zolrun.program.signal(SIGTERM);
-  EXPECT_EQ(zolrun.program.wait().status, 128 + SIGKILL);
-  traces.expectGone();
+  expectEnd("trap '' TERM", SIGTERM, 128 + SIGKILL);
 }
 
 TEST(ZolrunHeadless, CtrlCAtTheTerminalReachesTheCommandOnce) {

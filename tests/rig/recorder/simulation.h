@@ -185,36 +185,19 @@ inline void generate(const char* kind, GLsizei count, GLuint* names) {
     names[i] = driver().newName(kind);
 }
 
-template <class>
-void simulate(tag_glGenBuffers, GLsizei count, GLuint* names) {
-  driver().requireContext("glGenBuffers");
-  generate("buffer", count, names);
-}
-template <class>
-void simulate(tag_glGenTextures, GLsizei count, GLuint* names) {
-  driver().requireContext("glGenTextures");
-  generate("texture", count, names);
-}
-template <class>
-void simulate(tag_glGenFramebuffers, GLsizei count, GLuint* names) {
-  driver().requireContext("glGenFramebuffers");
-  generate("framebuffer", count, names);
-}
-template <class>
-void simulate(tag_glGenQueries, GLsizei count, GLuint* names) {
-  driver().requireContext("glGenQueries");
-  generate("query", count, names);
-}
-template <class>
-void simulate(tag_glGenQueriesARB, GLsizei count, GLuint* names) {
-  driver().requireContext("glGenQueriesARB");
-  generate("query", count, names);
-}
-template <class>
-void simulate(tag_glGenVertexArrays, GLsizei count, GLuint* names) {
-  driver().requireContext("glGenVertexArrays");
-  generate("vertex array", count, names);
-}
+#define ZOL_GENERATES(function, kind)                                                              \
+  template <class>                                                                                 \
+  void simulate(tag_##function, GLsizei count, GLuint* names) {                                    \
+    driver().requireContext(#function);                                                            \
+    generate(kind, count, names);                                                                  \
+  }
+ZOL_GENERATES(glGenBuffers, "buffer")
+ZOL_GENERATES(glGenTextures, "texture")
+ZOL_GENERATES(glGenFramebuffers, "framebuffer")
+ZOL_GENERATES(glGenQueries, "query")
+ZOL_GENERATES(glGenQueriesARB, "query")
+ZOL_GENERATES(glGenVertexArrays, "vertex array")
+#undef ZOL_GENERATES
 template <class>
 GLuint simulate(tag_glCreateShader, GLenum) {
   driver().requireContext("glCreateShader");
