@@ -48,7 +48,7 @@ TEST_F(NameTables, GiveTheFrontEndTheFunctionOfEachName) {
   std::set<std::string> names;
   for (const auto& [name, withheld] : kHooks) {
     EXPECT_EQ(ownFunctionAt(host().find(name)),
-              withheld ? std::string() : std::string("zol_") + name);
+              withheld ? std::string() : std::string("guarded zol_") + name);
     if (withheld) {
       EXPECT_EQ(host().find(name), nullptr) << name;
     }
@@ -59,7 +59,7 @@ TEST_F(NameTables, GiveTheFrontEndTheFunctionOfEachName) {
 TEST_F(NameTables, GiveAProgramTheFunctionOfEachName) {
   std::set<std::string> names;
   for (const char* const name : kByProgram) {
-    EXPECT_EQ(ownFunctionAt(byProgram(name)), std::string("zol_") + name);
+    EXPECT_EQ(ownFunctionAt(byProgram(name)), std::string("guarded zol_") + name);
     EXPECT_TRUE(names.insert(name).second) << name << " is there twice";
   }
 }

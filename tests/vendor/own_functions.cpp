@@ -8,6 +8,7 @@
 #include <elf.h>
 #include <fstream>
 #include <link.h>
+#include <string_view>
 #include <vector>
 
 namespace zol::rig {
@@ -27,12 +28,17 @@ std::uintptr_t loadAddress() {
   return map->l_addr;
 }
 
-// "zol_glClear" for "_Z11zol_glClearj".
+// "zol_glClear" for "_Z11zol_glClearj", "guarded zol_glClear" for its Guarded<>::call.
 std::string plainName(const char* symbol) {
   int status = 0;
   char* const demangled = abi::__cxa_demangle(symbol, nullptr, nullptr, &status);
   const std::string name(demangled != nullptr ? demangled : symbol);
   std::free(demangled);
+  constexpr std::string_view guard = "zol::Guarded<&(";
+  if (name.starts_with(guard)) {
+    const std::string guarded = name.substr(guard.size());
+    return "guarded " + guarded.substr(0, guarded.find('('));
+  }
   return name.substr(0, name.find('('));
 }
 

@@ -6,7 +6,8 @@
 namespace zol::rig {
 
 // The functions of the loaded library under test by their addresses, from the symbol table of its
-// file: "zol_glXCreateContext" for zol_glXCreateContext(_XDisplay*, ...). Ends the process with a
+// file: "zol_glXCreateContext" for zol_glXCreateContext(_XDisplay*, ...), "guarded
+// zol_glXCreateContext" for what keeps its exceptions from programs. Ends the process with a
 // message when the file has no symbol table.
 const std::map<const void*, std::string>& ownFunctions();
 
