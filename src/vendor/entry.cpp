@@ -191,6 +191,8 @@ void zol_fini() try {
   if (finiDone) return;
   finiDone = true;
   ZOLGL_DEBUG("START");
+  // First: the copyback thread, too, may end the process, when its connection breaks now.
+  zol::gl::removeUnfinishedSegment();
   zol::Singleton<zol::gl::Copyback>::instance()->stop();
   zol::gl::removeUnfinishedSegment();
   const zol::TLSKey key = tsdKey.exchange(-1);
