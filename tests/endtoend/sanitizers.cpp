@@ -7,22 +7,16 @@
 #include <cstdlib>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <iterator>
 
 namespace zol::endtoend {
 namespace {
 
 namespace fs = std::filesystem;
 
-// What was reported in a file; empty when there are only remarks. The leak checker makes one for
-// each thread that a forked child does not have.
 std::string reportIn(const fs::path& file) {
-  std::ifstream stream(file);
-  std::string report;
-  for (std::string line; std::getline(stream, line);) {
-    if (!line.empty() && !line.ends_with("was not suspended. False leaks are possible."))
-      report += line + "\n";
-  }
-  return report;
+  std::ifstream stream(file, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), {}};
 }
 
 class SanitizerReports : public testing::EmptyTestEventListener {
@@ -49,8 +43,7 @@ private:
 
   void failForEach() const {
     for (const auto& file : fs::directory_iterator(folder_.path())) {
-      const std::string report = reportIn(file.path());
-      if (!report.empty()) ADD_FAILURE() << file.path().filename() << "\n" << report;
+      ADD_FAILURE() << file.path().filename() << "\n" << reportIn(file.path());
       fs::remove(file.path());
     }
   }
