@@ -55,11 +55,14 @@ DrawableInfo::DrawableInfo(LocalDrawableType drawableType, unsigned long app, GL
                            Display* appDpy, int x, int y, unsigned int width, unsigned int height)
     : type(drawableType), appDrawable(app), appDisplay(appDpy),
       pairedDisplay(pairedDisplayOf(getTSD(), appDpy)), appServer(serverOf(appDpy)),
-      fbconfig(config), painter(new XImagePainter(app)), geometry{x, y, width, height} {}
+      fbconfig(config), painter(new XImagePainter(app)), geometry{x, y, width, height} {
+  if (type == LOCAL_WINDOW) windowHold.emplace(pairedDisplay);
+}
 
 DrawableInfo::~DrawableInfo() {
   painter.reset();
   if (Display* const own = _getLocalDisplay(nullptr)) {
+    const LocalDisplayHold hold(pairedDisplay);
     Display* const local = openLocalDisplay(pairedDisplay);
     releaseLocalObjects(local != nullptr ? local : own, own);
   }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "display/pairing.h"
 #include "drawable/drawable_ref.h"
 #include "drawable/drawable_type.h"
 #include "foundation/mutex.h"
@@ -8,6 +9,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -111,6 +113,9 @@ private:
 
   void recreateBoundPbuffer(Display* local);
   void releaseLocalObjects(Display* local, Display* own);
+
+  // A window keeps its local display open until its record is gone, also from the list on.
+  std::optional<LocalDisplayHold> windowHold;
 
   std::atomic<int> references{0};
   std::atomic<bool> fbconfigInvalidated{false};

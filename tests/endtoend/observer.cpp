@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <map>
 #include <memory>
 #include <poll.h>
 #include <stdexcept>
@@ -180,7 +179,7 @@ std::vector<Window> Observer::windows() const {
   return result;
 }
 
-std::vector<std::string> Observer::resources() const {
+std::map<std::string, unsigned> Observer::resourceCounts() const {
   std::map<std::string, unsigned> counts;
   int number = 0;
   XResClient* clients = nullptr;
@@ -199,8 +198,12 @@ std::vector<std::string> Observer::resources() const {
     XFree(owned);
   }
   XFree(clients);
+  return counts;
+}
+
+std::vector<std::string> Observer::resources() const {
   std::vector<std::string> result;
-  for (const auto& [name, count] : counts)
+  for (const auto& [name, count] : resourceCounts())
     result.push_back(name + " " + std::to_string(count));
   return result;
 }

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -49,6 +50,8 @@ public:
   // Windows on the screen, the top-level ones.
   std::vector<Window> windows() const;
   // Of all clients together: the objects they own in the server, by kind.
+  std::map<std::string, unsigned> resourceCounts() const;
+  // The same as text, "KIND COUNT".
   std::vector<std::string> resources() const;
 
 private:

@@ -13,6 +13,11 @@ namespace zol::endtoend {
 
 using Environment = std::map<std::string, std::string>;
 
+inline Environment joined(Environment one, const Environment& other) {
+  one.insert(other.begin(), other.end());
+  return one;
+}
+
 // The command of a program that was not built here, with what it shall preload besides. Where our
 // libraries were built with sanitizers, it needs their runtime to load them.
 std::vector<std::string> foreignCommand(std::vector<std::string> command,

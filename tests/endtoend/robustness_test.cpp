@@ -16,11 +16,6 @@ constexpr std::uint32_t kMagenta = 0xff00ff;
 // Frames wait for half a second before they are painted, so that the test comes in between.
 const Environment kSlow = {{"ZOL_GL_COPYBACK_FRAME_RATE", "2"}};
 
-Environment joined(Environment one, const Environment& other) {
-  one.insert(other.begin(), other.end());
-  return one;
-}
-
 class Robustness : public testing::TestWithParam<Delivery> {
 protected:
   // The program shows frames as before, in a window of its own.

@@ -2,7 +2,8 @@
 //
 // Each line of standard input is "THREAD COMMAND WORDS...": thread 0 is the main one, others begin
 // with their first line. When the step is complete, "THREAD ok ..." or "THREAD failed REASON"
-// appears on standard output. The program ends at the end of its input.
+// appears on standard output. "end-thread" ends a thread other than the main one. The program ends
+// at the end of its input.
 
 #include "endtoend/picture/commands.h"
 
@@ -90,6 +91,11 @@ int main(int argc, char** argv) {
   for (std::string line; std::cin >> thread && std::getline(std::cin >> std::ws, line);) {
     if (thread == 0) {
       performAndAnswer(stage, thread, line);
+      continue;
+    }
+    if (line == "end-thread") {
+      workers.erase(thread);
+      answer(thread, "ok");
       continue;
     }
     std::unique_ptr<Worker>& worker = workers[thread];
