@@ -163,6 +163,42 @@ TEST_F(WindowRecords, AReplacedReadbackLivesAsLongAsItsWindow) {
   EXPECT_EQ(recorder().livingPbuffers(), 0);
 }
 
+// Through many windows with frames, pixmaps, pbuffers and contexts, the driver has the same number
+// of objects after each.
+TEST_F(WindowRecords, ManyInTurnLeaveTheDriverNothing) {
+  struct Living {
+    int contexts, pbuffers, buffers;
+    bool operator==(const Living&) const = default;
+  };
+  open();
+  outside::letDeliveriesPass();
+  bind(window_, context_);
+  const int attributes[] = {GLX_PBUFFER_WIDTH, 20, GLX_PBUFFER_HEIGHT, 10, 0};
+  const auto turn = [&] {
+    GLXContext const context = createContext(display_, visuals_.doubled);
+    const Window window = createWindow(display_, visuals_.doubled, 40, 30);
+    const GLXPbuffer pbuffer =
+        GL_OF(host(), glXCreatePbuffer)(display_, configs_.doubled, attributes);
+    bind(window, context);
+    frame(window);
+    XResizeWindow(display_, window, 50, 20);
+    XSync(display_, False);
+    frame(window);
+    bind(pbuffer, context);
+    bind(window_, context_);
+    destroy(window);
+    GL_OF(host(), glXDestroyPbuffer)(display_, pbuffer);
+    GL_OF(host(), glXDestroyContext)(display_, context); // the window's record goes with it
+    return Living{recorder().livingContexts(), recorder().livingPbuffers(),
+                  recorder().livingBuffers()};
+  };
+  const Living first = turn();
+  EXPECT_GE(first.contexts, 1);
+  EXPECT_EQ(first.pbuffers, 2);
+  for (int i = 2; i <= 300; ++i)
+    ASSERT_EQ(turn(), first) << "turn " << i;
+}
+
 // Windows end late: with the next drawable that the library makes, in the order of their records.
 class GoneWindows : public WindowRecords {
 protected:

@@ -14,9 +14,9 @@ class Load : public testing::TestWithParam<Delivery> {
 protected:
   using Turn = std::function<void(PictureProgram&)>;
 
-  void start(const Environment& settings = {}) {
+  void start() {
     const Environment quiet = joined(kOneHeap, {{"ZOL_GL_LOG_LEVEL", "warning"}});
-    program_.emplace(folder_, display_, joined(GetParam().environment(), joined(quiet, settings)));
+    program_.emplace(folder_, display_, joined(GetParam().environment(), quiet));
   }
 
   // The first turns bring what stays; after more of them there is nothing more.
@@ -70,11 +70,6 @@ TEST_P(Load, OfManyWindowsAtOnceLeavesNothing) {
 TEST_P(Load, OfThreadsThatComeAndGoLeavesNothing) {
   start();
   expectFlat(3, 6, [](PictureProgram& program) { turnThreads(program, 8); });
-}
-
-TEST_P(Load, OfThreadsWithConnectionsLeavesNothingWhereLocalDisplaysAreClosed) {
-  start({{"ZOL_GL_UNSET_LOCAL_DISPLAY", "1"}});
-  expectFlat(3, 6, [](PictureProgram& program) { turnConnectedThreads(program, 8); });
 }
 
 // A window may have the id of one that went with its connection, and whose local display is still
