@@ -68,6 +68,7 @@ int main(int argc, char** argv) {
     std::printf("shown 0x%lx\n", window);
     std::fflush(stdout);
     std::getline(std::cin, line);
+    LOAD(glXSwapBuffers)(display, window);
     LOAD(glXMakeCurrent)(display, None, nullptr);
     dlclose(library);
     std::puts("closed");

@@ -15,11 +15,6 @@ namespace {
 
 // The copyback thread paints as often as it can.
 const Environment kBusy = {{"ZOL_GL_COPYBACK_FRAME_RATE", "10000"}};
-// All that the library could say without being asked goes to standard error.
-const Environment kWarnings = {{"ZOL_GL_LOG_DIR", ""}, {"ZOL_GL_LOG_LEVEL", "warning"}};
-// Where nobody looks, a driver without these functions is all that there is to be told.
-const char* const kMissing = " is NULL";
-
 std::vector<std::string> lines(const std::string& text) {
   std::vector<std::string> result;
   std::istringstream stream(text);
@@ -32,7 +27,7 @@ std::vector<std::string> lines(const std::string& text) {
 std::string unasked(const Program& program) {
   std::string result;
   for (const std::string& line : lines(program.errors())) {
-    if (line.find(kMissing) == std::string::npos) result += line + "\n";
+    if (!line.starts_with("ERROR: system_") || !line.ends_with(" is NULL")) result += line + "\n";
   }
   return result;
 }
@@ -178,8 +173,10 @@ TEST_F(Processes, KeepTheirLocale) {
   expectGoodEnd(program);
 }
 
+// The last frame is still on its way when they do.
 TEST_F(Processes, ThatLetGoOfGlAndLoadItAgainAreServedAgain) {
-  Program program(folder_, {ZOL_LATE_GL, "3"}, {{"DISPLAY", appDisplay()}});
+  Program program(folder_, {ZOL_LATE_GL, "3"},
+                  {{"DISPLAY", appDisplay()}, {"ZOL_GL_LOG_DIR", folder_.path()}});
   for (int time = 0; time < 3; ++time) {
     const std::string shown = program.readLine();
     ASSERT_EQ(shown.substr(0, 6), "shown ") << program.errors();

@@ -296,7 +296,6 @@ const std::map<std::string, Call> kCalls = {
              return call<int>(n, c.display, c.window.drawable, c.window.drawable, c.context) != 0
                         ? "yes"
                         : "no";),
-    ZOL_CALL(glXGetCurrentDisplayEXT, return call<Display*>(n) == c.display ? "mine" : "another";),
 };
 
 #undef ZOL_CALL

@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <iterator>
 #include <linux/filter.h>
+#include <linux/net.h>
 #include <linux/seccomp.h>
 #include <memory>
 #include <sys/prctl.h>
@@ -122,6 +123,13 @@ std::string half(Stage&, std::istringstream&) {
 std::string refuseConnections(Stage&, std::istringstream&) {
   sock_filter rules[] = {
       BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+#ifdef SYS_socketcall // connect is one of its functions, for 32-bit programs
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_socketcall, 0, 4),
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args)),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_CONNECT, 0, 1),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EACCES),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+#endif
       BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_connect, 0, 1),
       BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EACCES),
       BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
