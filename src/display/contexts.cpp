@@ -23,21 +23,28 @@ using zol::gl::TSD;
 
 namespace {
 
-// What every creation call needs first. `local` is null when the call has to fail.
+// What every creation call needs first. `local` is null when the call has to fail; otherwise it
+// stays open for the time of the call.
 struct Preparation {
-  TSD* tsd = nullptr;
-  Display* local = nullptr;
-};
+  Preparation(Display* dpy, Bool direct, const char* label)
+      : tsd(announced(direct, label)), paired(_setupAppDisplay(dpy, tsd)),
+        hold(paired ? tsd->appdpy : nullptr), local(paired ? _getLocalDisplay(tsd) : nullptr) {
+    if (paired && local == nullptr) ZOLGL_LOG_AS(label, DEBUG, "no local display");
+  }
 
-Preparation prepareCreation(Display* dpy, Bool direct, const char* label) {
-  if (!direct) ZOLGL_LOG_AS(label, INFO, "trying to create an indirect context. Forcing direct.");
-  Preparation preparation;
-  preparation.tsd = getTSD();
-  if (!_setupAppDisplay(dpy, preparation.tsd)) return preparation;
-  preparation.local = _getLocalDisplay(preparation.tsd);
-  if (preparation.local == nullptr) ZOLGL_LOG_AS(label, DEBUG, "no local display");
-  return preparation;
-}
+  TSD* const tsd;
+  const bool paired;
+  const LocalDisplayHold hold;
+  Display* const local;
+
+private:
+  static TSD* announced(Bool direct, const char* label) {
+    if (!direct) {
+      ZOLGL_LOG_AS(label, INFO, "trying to create an indirect context. Forcing direct.");
+    }
+    return getTSD();
+  }
+};
 
 // Has the driver make the context and puts it on record, with the FBConfig that was really used.
 template <class Create>
@@ -119,7 +126,9 @@ const char* debugSeverityName(GLenum severity) {
 
 GLXContext zol_glXCreateContext(Display* dpy, XVisualInfo* vis, GLXContext share, Bool direct) {
   ZOLGL_DEBUG("visual id %x", hex32(vis->visualid));
-  const auto [tsd, local] = prepareCreation(dpy, direct, __PRETTY_FUNCTION__);
+  const Preparation prepared(dpy, direct, __PRETTY_FUNCTION__);
+  TSD* const tsd = prepared.tsd;
+  Display* const local = prepared.local;
   if (local == nullptr) return nullptr;
 
   LocalVisualInfo* const lvi = _getLVI(dpy, vis->visualid, tsd);
@@ -132,7 +141,7 @@ GLXContext zol_glXCreateContext(Display* dpy, XVisualInfo* vis, GLXContext share
     return nullptr;
   }
   GLXFBConfig const config = lvi->bestFBConfig();
-  return createOnLocalDisplay(dpy, tsd, lvi, config, __PRETTY_FUNCTION__, [=, local = local] {
+  return createOnLocalDisplay(dpy, tsd, lvi, config, __PRETTY_FUNCTION__, [=] {
     return system_glXCreateNewContext(local, fbconfigOn(local, config), GLX_RGBA_TYPE, share, True);
   });
 }
@@ -140,7 +149,9 @@ GLXContext zol_glXCreateContext(Display* dpy, XVisualInfo* vis, GLXContext share
 GLXContext zol_glXCreateNewContext(Display* dpy, GLXFBConfig config, int renderType,
                                    GLXContext share, Bool direct) {
   ZOLGL_DEBUG("fbconfig %x, render type %d", hex32(config), renderType);
-  const auto [tsd, local] = prepareCreation(dpy, direct, __PRETTY_FUNCTION__);
+  const Preparation prepared(dpy, direct, __PRETTY_FUNCTION__);
+  TSD* const tsd = prepared.tsd;
+  Display* const local = prepared.local;
   if (local == nullptr) return nullptr;
 
   LocalVisualInfo* const lvi = mappingFor(dpy, config, tsd, __PRETTY_FUNCTION__);
@@ -150,7 +161,7 @@ GLXContext zol_glXCreateNewContext(Display* dpy, GLXFBConfig config, int renderT
     renderType = GLX_RGBA_TYPE;
     ZOLGL_DEBUG("forcing fbconfig %x, render type %d", hex32(config), renderType);
   }
-  return createOnLocalDisplay(dpy, tsd, lvi, config, __PRETTY_FUNCTION__, [=, local = local] {
+  return createOnLocalDisplay(dpy, tsd, lvi, config, __PRETTY_FUNCTION__, [=] {
     return system_glXCreateNewContext(local, fbconfigOn(local, config), renderType, share, True);
   });
 }
@@ -164,7 +175,9 @@ GLXContext zol_glXCreateContextWithConfigSGIX(Display* dpy, GLXFBConfigSGIX conf
 GLXContext zol_glXCreateContextAttribsARB(Display* dpy, GLXFBConfig config, GLXContext share,
                                           Bool direct, const int* attribs) {
   ZOLGL_DEBUG("fbconfig %x", hex32(config));
-  const auto [tsd, local] = prepareCreation(dpy, direct, __PRETTY_FUNCTION__);
+  const Preparation prepared(dpy, direct, __PRETTY_FUNCTION__);
+  TSD* const tsd = prepared.tsd;
+  Display* const local = prepared.local;
   if (local == nullptr) return nullptr;
 
   LocalVisualInfo* const lvi = mappingFor(dpy, config, tsd, __PRETTY_FUNCTION__);
@@ -179,7 +192,7 @@ GLXContext zol_glXCreateContextAttribsARB(Display* dpy, GLXFBConfig config, GLXC
     attribs = debugList.data();
     ZOLGL_INFO("Added GLX_CONTEXT_FLAGS_ARB and GLX_CONTEXT_DEBUG_BIT_ARB to the attrib list");
   }
-  return createOnLocalDisplay(dpy, tsd, lvi, config, __PRETTY_FUNCTION__, [=, local = local] {
+  return createOnLocalDisplay(dpy, tsd, lvi, config, __PRETTY_FUNCTION__, [=] {
     return system_glXCreateContextAttribsARB != nullptr
                ? system_glXCreateContextAttribsARB(local, fbconfigOn(local, config), share, True,
                                                    attribs)
