@@ -180,13 +180,12 @@ TEST_F(WindowRecords, ManyInTurnLeaveTheDriverNothing) {
     const GLXPbuffer pbuffer =
         GL_OF(host(), glXCreatePbuffer)(display_, configs_.doubled, attributes);
     bind(window, context);
-    frame(window);
-    XResizeWindow(display_, window, 50, 20);
-    XSync(display_, False);
-    frame(window);
+    pastFrame(window);
+    resizeWindow(window, 50, 20);
+    pastFrame(window);
     bind(pbuffer, context);
     bind(window_, context_);
-    destroy(window);
+    destroyWindow(window);
     GL_OF(host(), glXDestroyPbuffer)(display_, pbuffer);
     GL_OF(host(), glXDestroyContext)(display_, context); // the window's record goes with it
     return Living{recorder().livingContexts(), recorder().livingPbuffers(),
