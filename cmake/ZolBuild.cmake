@@ -56,7 +56,11 @@ function(zol_guest_library target version_script)
     -Wl,--version-script=${version_script} -Wl,-Bsymbolic -Wl,--no-undefined-version -Wl,-z,now)
   target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
   set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${version_script})
-  if(NOT ZOL_SANITIZE)
+  if(ZOL_SANITIZE)
+    # It stays loaded: the leak checker would not find what it keeps as long as the process, and the
+    # thread sanitizer's atexit() calls its functions at the end of the process only.
+    target_link_options(${target} PRIVATE -Wl,-z,nodelete)
+  else()
     target_link_options(${target} PRIVATE
       -static-libstdc++ -static-libgcc -Wl,--exclude-libs,ALL -Wl,-z,defs)
   endif()

@@ -12,11 +12,6 @@
 #include <iostream>
 #include <string>
 
-// What the library keeps as long as the process, nothing points to any more once it is let go of.
-extern "C" __attribute__((visibility("default"))) int __lsan_is_turned_off() {
-  return 1;
-}
-
 namespace {
 
 void* library = nullptr;

@@ -18,6 +18,10 @@ inline Environment joined(Environment one, const Environment& other) {
   return one;
 }
 
+// Whether a library that GLVND has let go of stays in the process: where it was built with
+// sanitizers, which need that.
+constexpr bool kStaysLoaded = sizeof ZOL_SANITIZER_RUNTIME > 1;
+
 // The command of a program that was not built here, with what it shall preload besides. Where our
 // libraries were built with sanitizers, it needs their runtime to load them.
 std::vector<std::string> foreignCommand(std::vector<std::string> command,

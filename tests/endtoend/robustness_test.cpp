@@ -174,10 +174,6 @@ TEST_P(Robustness, OfTheServersThroughAHundredWindows) {
 }
 
 TEST_P(Robustness, OfAProgramThatLoadsGlLateAndLetsGoOfIt) {
-#ifdef __SANITIZE_THREAD__
-  GTEST_SKIP() << "NOT RUN with the thread sanitizer: its own atexit() calls what a library has "
-                  "registered only at the end of the process, when the library is gone.";
-#endif
   Program program(folder_, {ZOL_LATE_GL}, joined(environment(), {{"DISPLAY", display_}}));
   const std::string shown = program.readLine();
   ASSERT_EQ(shown.substr(0, 6), "shown ") << program.errors();
