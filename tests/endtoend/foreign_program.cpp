@@ -6,7 +6,6 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
 
 namespace zol::endtoend {
@@ -15,11 +14,6 @@ namespace {
 namespace fs = std::filesystem;
 
 const std::string kMark = "ENDTOEND_MARK";
-
-std::string readFile(const fs::path& path) {
-  std::ifstream stream(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(stream), {}};
-}
 
 bool hasMapped(const fs::path& process, const std::string& fileName) {
   std::ifstream stream(process / "maps");

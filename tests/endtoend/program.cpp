@@ -87,6 +87,11 @@ std::vector<std::string> foreignCommand(std::vector<std::string> command,
   return command;
 }
 
+std::string readFile(const fs::path& path) {
+  std::ifstream stream(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
+
 Folder::Folder() {
   char name[] = "/tmp/zol-endtoend-XXXXXX";
   if (mkdtemp(name) == nullptr) throw std::runtime_error("no folder for the test");
@@ -200,8 +205,7 @@ int Program::wait() {
 }
 
 std::string Program::errors() const {
-  std::ifstream stream(errorFile_, std::ios::binary);
-  return {std::istreambuf_iterator<char>(stream), {}};
+  return readFile(errorFile_);
 }
 
 bool Program::hasLoaded(const std::string& fileName) const {

@@ -27,6 +27,9 @@ constexpr bool kStaysLoaded = sizeof ZOL_SANITIZER_RUNTIME > 1;
 std::vector<std::string> foreignCommand(std::vector<std::string> command,
                                         std::vector<std::string> preloaded = {});
 
+// All of a file; nothing when there is none.
+std::string readFile(const std::filesystem::path& path);
+
 // A folder that vanishes with the object: where a program under test runs and writes its logs.
 class Folder {
 public:

@@ -5,19 +5,12 @@
 #include "endtoend/program.h"
 
 #include <cstdlib>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 
 namespace zol::endtoend {
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string reportIn(const fs::path& file) {
-  std::ifstream stream(file, std::ios::binary);
-  return {std::istreambuf_iterator<char>(stream), {}};
-}
 
 class SanitizerReports : public testing::EmptyTestEventListener {
 public:
@@ -46,7 +39,7 @@ private:
 
   void failForEach() const {
     for (const auto& file : fs::directory_iterator(folder_.path())) {
-      ADD_FAILURE() << file.path().filename() << "\n" << reportIn(file.path());
+      ADD_FAILURE() << file.path().filename() << "\n" << readFile(file.path());
       fs::remove(file.path());
     }
   }
