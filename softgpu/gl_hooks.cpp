@@ -97,6 +97,23 @@ constexpr bool isDepthTexture(GLenum format) {
   }
 }
 
+GLint64 bufferParameter(GLenum target, GLenum name) {
+  GLint64 value = 0;
+  driver.glGetBufferParameteri64v(target, name, &value);
+  return value;
+}
+
+// Whether the pixel buffer has just the store that it would get.
+bool hasPixelStore(GLsizeiptr size, GLenum usage) {
+  constexpr GLenum target = GL_PIXEL_PACK_BUFFER;
+  GLint buffer = 0;
+  driver.glGetIntegerv(GL_PIXEL_PACK_BUFFER_BINDING, &buffer);
+  return buffer != 0 && bufferParameter(target, GL_BUFFER_SIZE) == size &&
+         bufferParameter(target, GL_BUFFER_USAGE) == usage &&
+         !bufferParameter(target, GL_BUFFER_MAPPED) &&
+         !bufferParameter(target, GL_BUFFER_IMMUTABLE_STORAGE);
+}
+
 // Makes a call that reads from the framebuffer, from where depth and stencil are if it reads them.
 template <class Call>
 void readFrom(bool depth, const Call& call) {
@@ -114,6 +131,17 @@ namespace hooks {
 void glBeginQuery(GLenum target, GLuint id) {
   driver.glBeginQuery(target, id);
   openQueries().opened(driver.glXGetCurrentContext());
+}
+
+// Who reads frames asks for a fresh store for each, so as not to wait for a graphics card that
+// still writes to the last one. Here the processor writes and nobody waits, but a fresh store costs
+// clearing it and mapping its pages; the old one, whose values are undefined from here on, is as
+// good.
+void glBufferData(GLenum target, GLsizeiptr size, const void* data, GLenum usage) {
+  if (!data && size > 0 && target == GL_PIXEL_PACK_BUFFER && usage == GL_STREAM_READ &&
+      driver.glGetBufferParameteri64v && hasPixelStore(size, usage))
+    return;
+  driver.glBufferData(target, size, data, usage);
 }
 
 // Who reads the finished frame and makes an empty texture wants a copy of the frame in it. In the

@@ -2,6 +2,7 @@
 #include "softgpu/fixture.h"
 
 #include <barrier>
+#include <cstring>
 #include <set>
 #include <thread>
 
@@ -187,6 +188,88 @@ TEST_F(Frames, ACopyOfTheFrontBufferHoldsItsValuesWhateverItsOrderOfBytes) {
   gl.glGetTexImage(GL_TEXTURE_RECTANGLE, 0, GL_RGBA, GL_UNSIGNED_BYTE, copied.data());
   EXPECT_EQ(copied, (std::array<Texel, 2>{second, first}));
   EXPECT_EQ(gl.glGetError(), GLenum{GL_NO_ERROR});
+}
+
+// A bound pixel pack buffer of one texel that holds `texel`.
+void makePixelBuffer(const Texel& texel) {
+  GLuint buffer = 0;
+  gl.glGenBuffers(1, &buffer);
+  gl.glBindBuffer(GL_PIXEL_PACK_BUFFER, buffer);
+  gl.glBufferData(GL_PIXEL_PACK_BUFFER, sizeof(texel), texel.data(), GL_STREAM_READ);
+}
+
+Texel mappedTexel() {
+  Texel texel{};
+  const void* const mapped =
+      gl.glMapBufferRange(GL_PIXEL_PACK_BUFFER, 0, sizeof(texel), GL_MAP_READ_BIT);
+  if (mapped) std::memcpy(texel.data(), mapped, sizeof(texel));
+  gl.glUnmapBuffer(GL_PIXEL_PACK_BUFFER);
+  return texel;
+}
+
+GLint pixelBuffer(GLenum name) {
+  GLint value = -1;
+  gl.glGetBufferParameteriv(GL_PIXEL_PACK_BUFFER, name, &value);
+  return value;
+}
+
+TEST_F(Frames, ThePixelBufferKeepsItsStoreForTheNextFrame) {
+  currentPbuffer();
+  const Texel texel{1, 2, 3, 4};
+  makePixelBuffer(texel);
+  gl.glBufferData(GL_PIXEL_PACK_BUFFER, sizeof(texel), nullptr, GL_STREAM_READ);
+  EXPECT_EQ(mappedTexel(), texel);
+  EXPECT_EQ(gl.glGetError(), GLenum{GL_NO_ERROR});
+}
+
+TEST_F(Frames, AnyOtherStoreOfAPixelBufferIsMadeAsItIsAskedFor) {
+  currentPbuffer();
+  makePixelBuffer({1, 2, 3, 4});
+  gl.glBufferData(GL_PIXEL_PACK_BUFFER, 8, nullptr, GL_STREAM_READ);
+  EXPECT_EQ(pixelBuffer(GL_BUFFER_SIZE), 8);
+  gl.glBufferData(GL_PIXEL_PACK_BUFFER, 8, nullptr, GL_STATIC_READ);
+  EXPECT_EQ(pixelBuffer(GL_BUFFER_USAGE), GL_STATIC_READ);
+  gl.glBufferData(GL_PIXEL_PACK_BUFFER, 0, nullptr, GL_STREAM_READ);
+  EXPECT_EQ(pixelBuffer(GL_BUFFER_SIZE), 0);
+  const Texel texel{5, 6, 7, 8};
+  gl.glBufferData(GL_PIXEL_PACK_BUFFER, sizeof(texel), nullptr, GL_STREAM_READ);
+  gl.glBufferData(GL_PIXEL_PACK_BUFFER, sizeof(texel), texel.data(), GL_STREAM_READ);
+  EXPECT_EQ(mappedTexel(), texel);
+  EXPECT_EQ(gl.glGetError(), GLenum{GL_NO_ERROR});
+}
+
+TEST_F(Frames, AFreshStoreEndsTheMappingOfAPixelBuffer) {
+  currentPbuffer();
+  makePixelBuffer({1, 2, 3, 4});
+  ASSERT_NE(gl.glMapBufferRange(GL_PIXEL_PACK_BUFFER, 0, 4, GL_MAP_READ_BIT), nullptr);
+  gl.glBufferData(GL_PIXEL_PACK_BUFFER, 4, nullptr, GL_STREAM_READ);
+  EXPECT_EQ(pixelBuffer(GL_BUFFER_MAPPED), GL_FALSE);
+  EXPECT_EQ(gl.glGetError(), GLenum{GL_NO_ERROR});
+}
+
+TEST_F(Frames, AStoreThatCannotBeMadeIsAnError) {
+  currentPbuffer();
+  gl.glBufferData(GL_PIXEL_PACK_BUFFER, 4, nullptr, GL_STREAM_READ);
+  EXPECT_EQ(gl.glGetError(), GLenum{GL_INVALID_OPERATION}) << "no buffer is bound";
+  makePixelBuffer({1, 2, 3, 4});
+  gl.glBufferData(GL_PIXEL_PACK_BUFFER, -1, nullptr, GL_STREAM_READ);
+  EXPECT_EQ(gl.glGetError(), GLenum{GL_INVALID_VALUE});
+  gl.glBegin(GL_TRIANGLES);
+  gl.glBufferData(GL_PIXEL_PACK_BUFFER, 4, nullptr, GL_STREAM_READ);
+  gl.glEnd();
+  EXPECT_EQ(gl.glGetError(), GLenum{GL_INVALID_OPERATION}) << "between glBegin and glEnd";
+}
+
+TEST_F(Frames, AStoreThatMayNotBeReplacedStays) {
+  GLXContext const context = makeContext(3, 3, GLX_CONTEXT_CORE_PROFILE_BIT_ARB);
+  currentPbuffer(context);
+  GLuint buffer = 0;
+  gl.glGenBuffers(1, &buffer);
+  gl.glBindBuffer(GL_PIXEL_PACK_BUFFER, buffer);
+  gl.glBufferStorage(GL_PIXEL_PACK_BUFFER, 4, nullptr, GL_MAP_READ_BIT);
+  ASSERT_EQ(gl.glGetError(), GLenum{GL_NO_ERROR});
+  gl.glBufferData(GL_PIXEL_PACK_BUFFER, 4, nullptr, GL_STREAM_READ);
+  EXPECT_EQ(gl.glGetError(), GLenum{GL_INVALID_OPERATION});
 }
 
 TEST_F(Frames, TheReadersChoiceOfGlFrontOutlivesAResize) {
