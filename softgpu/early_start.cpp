@@ -11,12 +11,13 @@ namespace {
 
 constexpr int size = 8; // pixels each way
 
-// What is done to a frame that is read: turned upside down into a texture, then transferred.
+// What is done to a frame that is read: turned upside down into a texture in the pbuffer's own
+// order of bytes, then transferred.
 void readFrame() {
   GLuint texture = 0, framebuffer = 0, buffer = 0;
   driver.glGenTextures(1, &texture);
   driver.glBindTexture(GL_TEXTURE_RECTANGLE, texture);
-  driver.glTexImage2D(GL_TEXTURE_RECTANGLE, 0, GL_RGBA8, size, size, 0, GL_RGBA, GL_UNSIGNED_BYTE,
+  driver.glTexImage2D(GL_TEXTURE_RECTANGLE, 0, GL_RGBA, size, size, 0, GL_BGRA, GL_UNSIGNED_BYTE,
                       nullptr);
   driver.glGenFramebuffers(1, &framebuffer);
   driver.glBindFramebuffer(GL_DRAW_FRAMEBUFFER, framebuffer);

@@ -1,3 +1,4 @@
+#include "softgpu/config_answers.h"
 #include "softgpu/context.h"
 #include "softgpu/driver.h"
 #include "softgpu/early_start.h"
@@ -33,6 +34,18 @@ std::shared_ptr<Pbuffer> pbufferToSwap(Display* display, GLXDrawable drawable) {
 } // namespace
 
 namespace hooks {
+
+int glXGetConfig(Display* display, XVisualInfo* visual, int attribute, int* value) {
+  return configAnswers().get(display, visual->visualid, attribute, value, [=](int* answer) {
+    return driver.glXGetConfig(display, visual, attribute, answer);
+  });
+}
+
+int glXGetFBConfigAttrib(Display* display, GLXFBConfig config, int attribute, int* value) {
+  return configAnswers().get(
+      display, reinterpret_cast<ConfigAnswers::Subject>(config), attribute, value,
+      [=](int* answer) { return driver.glXGetFBConfigAttrib(display, config, attribute, answer); });
+}
 
 GLXPbuffer glXCreatePbuffer(Display* display, GLXFBConfig config, const int* attributes) {
   const GLXPbuffer pbuffer = driver.glXCreatePbuffer(display, config, attributes);

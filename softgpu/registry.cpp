@@ -1,5 +1,6 @@
 #include "softgpu/registry.h"
 
+#include "softgpu/config_answers.h"
 #include "softgpu/driver.h"
 #include "softgpu/presentation_errors.h"
 
@@ -16,27 +17,18 @@ Registry& registry() {
 }
 
 void Registry::addPbuffer(Display* display, GLXPbuffer id, GLXFBConfig config) try {
-  bool firstOfDisplay = false;
-  {
-    const std::lock_guard lock(mutex_);
-    pbuffers_[{display, id}] =
-        std::make_shared<Pbuffer>(display, id, config, copyContexts(display, config));
-    firstOfDisplay = watched_.insert(display).second;
-    used_.store(true, std::memory_order_release);
-  }
-  if (firstOfDisplay) watchForClose(display);
+  watch(display);
+  const std::lock_guard lock(mutex_);
+  pbuffers_[{display, id}] =
+      std::make_shared<Pbuffer>(display, id, config, copyContexts(display, config));
+  used_.store(true, std::memory_order_release);
 } catch (const std::bad_alloc&) {
   // The pbuffer stays as the driver made it.
 }
 
 void Registry::addSingleBuffered(Display* display) try {
   takePresentationErrors(display);
-  bool firstOfDisplay = false;
-  {
-    const std::lock_guard lock(mutex_);
-    firstOfDisplay = watched_.insert(display).second;
-  }
-  if (firstOfDisplay) watchForClose(display);
+  watch(display);
 } catch (const std::bad_alloc&) {
   // The connection stays watched for what else it has, or not at all.
 }
@@ -92,7 +84,11 @@ std::shared_ptr<Context> Registry::removeContext(GLXContext handle) {
   return context;
 }
 
-void Registry::watchForClose(Display* display) {
+void Registry::watch(Display* display) {
+  {
+    const std::lock_guard lock(mutex_);
+    if (!watched_.insert(display).second) return;
+  }
   XExtCodes* const codes = XAddExtension(display);
   if (codes)
     XESetCloseDisplay(display, codes->extension, [](Display* closing, XExtCodes*) {
@@ -103,6 +99,7 @@ void Registry::watchForClose(Display* display) {
 
 void Registry::displayCloses(Display* display) {
   presentingDisplayCloses(display);
+  configAnswers().displayCloses(display);
   std::map<DrawableKey, std::shared_ptr<Pbuffer>> pbuffers;
   std::map<ConfigKey, std::weak_ptr<CopyContexts>> copies;
   std::unordered_map<GLXContext, std::shared_ptr<Context>> contexts;

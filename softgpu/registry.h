@@ -21,6 +21,8 @@ public:
   void addPbuffer(Display* display, GLXPbuffer id, GLXFBConfig config);
   // Only keeps its presentation from troubling the program.
   void addSingleBuffered(Display* display);
+  // Lets go of all that is kept for the display when it closes. Throws std::bad_alloc.
+  void watch(Display* display);
   // Forgets a pbuffer, whose id is then free for others; null when it was never added.
   std::shared_ptr<Pbuffer> removePbuffer(Display* display, GLXPbuffer id);
   std::shared_ptr<Pbuffer> findPbuffer(Display* display, GLXDrawable id) const;
@@ -36,7 +38,6 @@ private:
   using ConfigKey = std::pair<Display*, GLXFBConfig>;
 
   std::shared_ptr<CopyContexts> copyContexts(Display* display, GLXFBConfig config);
-  void watchForClose(Display* display);
   void displayCloses(Display* display);
 
   // Whether there has ever been a pbuffer: without one, every look-up is this flag.

@@ -150,6 +150,57 @@ TEST_F(Lifetime, SingleBufferedPbuffersAreTheDriversOwn) {
   EXPECT_EQ(gl.glGetError(), GLenum{GL_NO_ERROR});
 }
 
+// What a display says of its FBConfigs and visuals: their ids and some of their attributes.
+std::vector<std::vector<int>> configsOf(const std::string& name) {
+  std::vector<std::vector<int>> all;
+  Display* const display = XOpenDisplay(name.c_str());
+  if (!display) throw std::runtime_error("no connection to " + name);
+  int count = 0;
+  GLXFBConfig* const configs = gl.glXGetFBConfigs(display, DefaultScreen(display), &count);
+  for (int i = 0; i < count; ++i) {
+    std::vector<int> answers;
+    for (const int attribute :
+         {GLX_FBCONFIG_ID, GLX_VISUAL_ID, GLX_RED_SIZE, GLX_BUFFER_SIZE, GLX_DOUBLEBUFFER}) {
+      int first = -1;
+      int again = -2;
+      EXPECT_EQ(gl.glXGetFBConfigAttrib(display, configs[i], attribute, &first), Success);
+      EXPECT_EQ(gl.glXGetFBConfigAttrib(display, configs[i], attribute, &again), Success);
+      EXPECT_EQ(first, again);
+      answers.push_back(first);
+    }
+    if (XVisualInfo* const visual = gl.glXGetVisualFromFBConfig(display, configs[i])) {
+      int size = -1;
+      EXPECT_EQ(gl.glXGetConfig(display, visual, GLX_BUFFER_SIZE, &size), Success);
+      answers.push_back(size);
+      XFree(visual);
+    }
+    all.push_back(answers);
+  }
+  XFree(configs);
+  XCloseDisplay(display);
+  return all;
+}
+
+TEST_F(Lifetime, AnswersAboutConfigurationsEndWithTheConnection) {
+  std::string error;
+  const auto other = tools::DisplayServer::start({"Xvfb", "-screen", "0", "64x64x16"}, &error);
+  ASSERT_NE(other, nullptr) << error;
+  const auto here = configsOf(server().name());
+  const auto there = configsOf(other->name());
+  ASSERT_NE(here, there);
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(configsOf(server().name()), here);
+    EXPECT_EQ(configsOf(other->name()), there);
+  }
+}
+
+TEST_F(Lifetime, ARefusalAboutAConfigurationIsTheDriversOwn) {
+  int value = 7;
+  for (int i = 0; i < 2; ++i)
+    EXPECT_EQ(gl.glXGetFBConfigAttrib(display, config, 0x7fff, &value), GLX_BAD_ATTRIBUTE);
+  EXPECT_EQ(value, 7);
+}
+
 TEST_F(Lifetime, AServerWithoutMemoryLeavesThePbufferAsTheDriverMadeIt) {
   const int w = 3000;
   const int h = 3000; // 36 megabytes more are not to be had

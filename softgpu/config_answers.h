@@ -1,0 +1,44 @@
+#pragma once
+
+#include "softgpu/gl_headers.h"
+
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+namespace zol::softgpu {
+
+// What the driver has said of a display's visuals and FBConfigs, which never changes. Mesa goes
+// through all configurations to answer for one, and who compares every visual with every
+// configuration asks tens of thousands of times. Refusals are not kept. Never destroyed. Thread
+// safety: all operations.
+class ConfigAnswers {
+public:
+  // The id of a visual, or an FBConfig; no FBConfig has a visual's small number for its address.
+  using Subject = std::uintptr_t;
+
+  // An answer that is known, or the one that driverAnswer(value) gives now.
+  template <class Ask>
+  int get(Display* display, Subject subject, int attribute, int* value, const Ask& driverAnswer) {
+    if (find(display, subject, attribute, value)) return 0;
+    const int error = driverAnswer(value);
+    if (error == 0) keep(display, subject, attribute, *value);
+    return error;
+  }
+  void displayCloses(Display* display);
+
+private:
+  using Answers = std::vector<std::pair<int, int>>; // attribute and value
+
+  bool find(Display* display, Subject subject, int attribute, int* value);
+  void keep(Display* display, Subject subject, int attribute, int value);
+
+  std::mutex mutex_;
+  std::map<std::pair<Display*, Subject>, Answers> answers_; // guarded by mutex_
+};
+
+ConfigAnswers& configAnswers();
+
+} // namespace zol::softgpu
