@@ -23,18 +23,16 @@ using zol::gl::TSD;
 
 namespace {
 
-// What every creation call needs first. `local` is null when the call has to fail; otherwise it
-// stays open for the time of the call.
+// What every creation call needs first. `local` is null when the call has to fail.
 struct Preparation {
   Preparation(Display* dpy, Bool direct, const char* label)
       : tsd(announced(direct, label)), paired(_setupAppDisplay(dpy, tsd)),
-        hold(paired ? tsd->appdpy : nullptr), local(paired ? _getLocalDisplay(tsd) : nullptr) {
+        local(paired ? _getLocalDisplay(tsd) : nullptr) {
     if (paired && local == nullptr) ZOLGL_LOG_AS(label, DEBUG, "no local display");
   }
 
   TSD* const tsd;
   const bool paired;
-  const LocalDisplayHold hold;
   Display* const local;
 
 private:
@@ -209,7 +207,6 @@ void zol_glXDestroyContext(Display* dpy, GLXContext context) {
     ZOLGL_DEBUG("no local display");
     return;
   }
-  const LocalDisplayHold hold(tsd->appdpy);
 
   std::unique_ptr<ContextInfo> removed;
   MutexLock lock(getContextMutex());

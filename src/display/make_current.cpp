@@ -126,7 +126,6 @@ Bool zol_glXMakeCurrent(Display* dpy, GLXDrawable drawable, GLXContext context) 
   if (!_setupAppDisplay(dpy, tsd)) return False;
 
   if (drawable != None && context != nullptr) {
-    const LocalDisplayHold hold(tsd->appdpy);
     Display* const local = _getLocalDisplay(tsd);
     if (local == nullptr) {
       ZOLGL_DEBUG("no local display");
@@ -175,7 +174,6 @@ Bool zol_glXMakeContextCurrent(Display* dpy, GLXDrawable draw, GLXDrawable read,
   }
 
   if (draw != None && context != nullptr) {
-    const LocalDisplayHold hold(tsd->appdpy);
     Display* const local = _getLocalDisplay(tsd);
     if (local == nullptr) {
       ZOLGL_DEBUG("no local display");

@@ -11,9 +11,11 @@
 #include "foundation/log_values.h"
 #include "visual/local_fbconfig.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <utility>
+#include <vector>
 
 using zol::MutexLock;
 using zol::gl::TSD;
@@ -23,25 +25,55 @@ namespace {
 // The status of a program whose X server cannot show a single frame.
 constexpr int kNoExtensionStatus = 20;
 
-// The calls that hold the local display of an application display.
-struct Holders {
-  int count = 0;
-  bool closingWaits = false; // for the last of them
+// Who keeps the local display of an application display open.
+struct Holder {
+  const void* holder; // a LocalDisplayCall or a LocalDisplayHold
+  Display* appdpy;
+  bool closingWaits; // for this one's end
 };
 
 // Guarded by the map mutex.
-zol::Map<Display*, Holders>& holders() {
-  static auto& byAppDisplay = *new zol::Map<Display*, Holders>;
-  return byAppDisplay;
+std::vector<Holder>& holders() {
+  static auto& list = *new std::vector<Holder>;
+  return list;
+}
+
+template <class Predicate>
+std::vector<Holder>::iterator findHolder(Predicate matches) {
+  return std::find_if(holders().begin(), holders().end(), matches);
+}
+
+// Hold the map mutex.
+void hold(const void* holder, Display* appdpy) {
+  const auto known = findHolder([=](const Holder& candidate) {
+    return candidate.holder == holder && candidate.appdpy == appdpy;
+  });
+  if (known == holders().end()) holders().push_back({holder, appdpy, false});
 }
 
 // Whether the end of the local display has to wait; it is made up for then. Hold the map mutex.
 bool isHeld(Display* appdpy) {
-  Holders* const held = holders().find(appdpy);
-  if (held == nullptr) return false;
+  const auto held = findHolder([=](const Holder& candidate) { return candidate.appdpy == appdpy; });
+  if (held == holders().end()) return false;
   held->closingWaits = true;
   return true;
 }
+
+void letGo(const void* holder) {
+  for (;;) {
+    MutexLock lock(getLocalDisplayMapMutex());
+    const auto found =
+        findHolder([=](const Holder& candidate) { return candidate.holder == holder; });
+    if (found == holders().end()) return;
+    const Holder ended = *found;
+    holders().erase(found);
+    lock.unlock();
+    if (ended.closingWaits) _unsetLocalDisplay(ended.appdpy);
+  }
+}
+
+// The innermost that the thread is in.
+thread_local const LocalDisplayCall* currentCall = nullptr;
 
 zol::Mutex* setupMutex() {
   static auto* const mutex = new zol::Mutex(false);
@@ -163,6 +195,7 @@ Display* _getLocalDisplay(TSD* tsd) {
 
 Display* openLocalDisplay(Display* appdpy) {
   const MutexLock lock(getLocalDisplayMapMutex());
+  if (currentCall != nullptr) hold(currentCall, appdpy); // also for the one that is opened next
   Display** const paired = getLocalDisplayMap()->find(appdpy);
   return paired != nullptr ? *paired : nullptr;
 }
@@ -191,6 +224,10 @@ void _unsetLocalDisplay(Display* appdpy) {
   if (anyWindowOn(appdpy)) return;
   if (usedByContext) return;
   {
+    const MutexLock lock(getLocalDisplayMutex());
+    leaveHomeOfFBConfigs(local);
+  }
+  {
     // Another thread may have come to the same end; who takes the entry out closes the display.
     const MutexLock lock(getLocalDisplayMapMutex());
     Display** const paired = getLocalDisplayMap()->find(appdpy);
@@ -208,30 +245,30 @@ void _unsetLocalDisplay(Display* appdpy) {
              static_cast<void*>(appdpy));
 }
 
-LocalDisplayHold::LocalDisplayHold(Display* appdpy)
-    : appdpy_(zol::conf::settings().unsetLocalDisplay ? appdpy : nullptr) {
-  if (appdpy_ == nullptr) return;
+LocalDisplayHold::LocalDisplayHold(Display* appdpy) {
   const MutexLock lock(getLocalDisplayMapMutex());
-  ++holders()[appdpy_].count;
-}
-
-void LocalDisplayHold::somethingWasMade() {
-  if (appdpy_ == nullptr) return;
-  const MutexLock lock(getLocalDisplayMapMutex());
-  holders()[appdpy_].closingWaits = false;
+  hold(this, appdpy);
 }
 
 LocalDisplayHold::~LocalDisplayHold() {
-  if (appdpy_ == nullptr) return;
-  bool closes = false;
-  {
-    const MutexLock lock(getLocalDisplayMapMutex());
-    Holders& held = holders()[appdpy_];
-    if (--held.count > 0) return;
-    closes = held.closingWaits;
-    holders().erase(appdpy_);
+  letGo(this);
+}
+
+void LocalDisplayCall::begin() {
+  begun_ = true;
+  outer_ = std::exchange(currentCall, this);
+}
+
+void LocalDisplayCall::end() {
+  currentCall = outer_;
+  letGo(this);
+}
+
+void somethingWasMadeOn(Display* appdpy) {
+  const MutexLock lock(getLocalDisplayMapMutex());
+  for (Holder& holder : holders()) {
+    if (holder.appdpy == appdpy) holder.closingWaits = false;
   }
-  if (closes) _unsetLocalDisplay(appdpy_);
 }
 
 zol::Mutex* getLocalDisplayMutex() {

@@ -20,7 +20,8 @@ bool _setupAppDisplay(Display* dpy, zol::gl::TSD* tsd);
 // failure.
 Display* _getLocalDisplay(zol::gl::TSD* tsd);
 
-// The local display that is open for `appdpy`; null if none. Opens nothing.
+// The local display that is open for `appdpy`; null if none. Opens nothing. The one place where
+// local displays are handed out: see LocalDisplayCall.
 Display* openLocalDisplay(Display* appdpy);
 
 // For calls that do not pair the thread themselves: pairs one that has made no GLX call yet, which
@@ -35,21 +36,43 @@ Display* pairWithLocalDisplay(Display* dpy, zol::gl::TSD* tsd);
 // mutexes one after the other.
 void _unsetLocalDisplay(Display* appdpy);
 
-// Keeps the local display of `appdpy` open for the time of a call that still needs it, whatever
-// ends meanwhile.
+// Keeps the local display of `appdpy` open while it lives, whatever ends meanwhile. At its end it
+// closes what would have been closed.
 class LocalDisplayHold {
 public:
   explicit LocalDisplayHold(Display* appdpy);
-  // Closes what would have been closed meanwhile.
   ~LocalDisplayHold();
-  // Something was made on the display that is of use: nothing is to be closed after all.
-  void somethingWasMade();
   LocalDisplayHold(const LocalDisplayHold&) = delete;
   LocalDisplayHold& operator=(const LocalDisplayHold&) = delete;
+};
+
+// A call of the program's, or another stretch of a thread's work: holds every local display that
+// the thread is handed until it ends.
+class LocalDisplayCall {
+public:
+  LocalDisplayCall() {
+    if (displaysAreClosed) begin();
+  }
+  ~LocalDisplayCall() {
+    if (begun_) end();
+  }
+  LocalDisplayCall(const LocalDisplayCall&) = delete;
+  LocalDisplayCall& operator=(const LocalDisplayCall&) = delete;
+
+  // The setting unset-local-display, where it costs nothing to ask. Written before the first call.
+  static inline bool displaysAreClosed = false;
 
 private:
-  Display* const appdpy_; // null where nothing is ever closed
+  void begin();
+  void end();
+
+  bool begun_ = false;
+  const LocalDisplayCall* outer_ = nullptr;
 };
+
+// Something of use was made on the local display of `appdpy`: what would have been closed up to now
+// stays open after all.
+void somethingWasMadeOn(Display* appdpy);
 
 // Guards every call into the driver on a local display. Lock order: local drawables list, then a
 // readback object, then this one; the visual map before this one.

@@ -21,11 +21,14 @@ namespace zol::gl {
 
 TSD::~TSD() {
   ZOLGL_DEBUG("START");
-  // Records that only this thread kept alive go first, while the thread can still reach its
-  // displays.
-  drawable.reset();
-  readDrawable.reset();
-  _unsetLocalDisplay(appdpy);
+  {
+    // Records that only this thread kept alive go first, while the thread can still reach its
+    // displays.
+    const LocalDisplayCall call;
+    drawable.reset();
+    readDrawable.reset();
+    _unsetLocalDisplay(appdpy);
+  }
   if (appdpy2 != nullptr) {
     ZOLGL_DEBUG("Closing appdpy2");
     XCloseDisplay(appdpy2);

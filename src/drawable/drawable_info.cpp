@@ -56,13 +56,12 @@ DrawableInfo::DrawableInfo(LocalDrawableType drawableType, unsigned long app, GL
     : type(drawableType), appDrawable(app), appDisplay(appDpy),
       pairedDisplay(pairedDisplayOf(getTSD(), appDpy)), appServer(serverOf(appDpy)),
       fbconfig(config), painter(new XImagePainter(app)), geometry{x, y, width, height} {
-  if (type == LOCAL_WINDOW) windowHold.emplace(pairedDisplay);
+  if (type == LOCAL_WINDOW && conf::settings().unsetLocalDisplay) windowHold.emplace(pairedDisplay);
 }
 
 DrawableInfo::~DrawableInfo() {
   painter.reset();
   if (Display* const own = _getLocalDisplay(nullptr)) {
-    const LocalDisplayHold hold(pairedDisplay);
     Display* const local = openLocalDisplay(pairedDisplay);
     releaseLocalObjects(local != nullptr ? local : own, own);
   }

@@ -52,7 +52,6 @@ bool getGeometry(Display* dpy, Pixmap pixmap, Geometry* geometry) {
 GLXPixmap createPixmap(Display* dpy, Display* local, Pixmap pixmap, const Geometry& geometry,
                        LocalVisualInfo* lvi, GLXFBConfig recorded, GLXFBConfig used,
                        const int* attribs, const char* label) {
-  LocalDisplayHold hold(getTSD()->appdpy);
   clearDeletedDrawables();
   MutexLock lock(getLocalDisplayMutex());
   const Window window = getLocalPixmapWindow(local);
@@ -60,7 +59,7 @@ GLXPixmap createPixmap(Display* dpy, Display* local, Pixmap pixmap, const Geomet
       XCreatePixmap(local, window, geometry.width, geometry.height, geometry.depth);
   const GLXPixmap id = system_glXCreatePixmap(local, fbconfigOn(local, used), localPixmap, attribs);
   lock.unlock();
-  hold.somethingWasMade();
+  somethingWasMadeOn(getTSD()->appdpy);
 
   const DrawableRef record(new DrawableInfo(LOCAL_PIXMAP, id, recorded, dpy, geometry.x, geometry.y,
                                             geometry.width, geometry.height));

@@ -1,5 +1,6 @@
 #include "vendor/entry.h"
 
+#include "display/pairing.h"
 #include "display/tsd.h"
 #include "display/zol_ext.h"
 #include "foundation/conf_settings.h"
@@ -167,6 +168,7 @@ void zol_init(void* systemVendorHandle) {
 
   zol::conf::Settings::init();
   const auto& settings = zol::conf::settings();
+  LocalDisplayCall::displaysAreClosed = settings.unsetLocalDisplay;
   tsdKey = zol::createTLSKey(cleanupTSD);
   denyRecordsToForkedChildren();
 

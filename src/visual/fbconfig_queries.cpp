@@ -107,6 +107,7 @@ int queryVisualId(Display* local, GLXFBConfig config, int* value, const char* or
   ZOLGL_LOG_AS(origin, DEBUG, "GLX_VISUAL_ID");
   const int status = askLocked(local, config, GLX_VISUAL_ID, value);
   const auto localId = static_cast<unsigned int>(*value);
+  holdHomeOfFBConfigs();
   const MutexLock lock(getLVIMutex());
   const LocalVisualInfo* entry = findByLocalVisual(localId);
   if (entry == nullptr) {

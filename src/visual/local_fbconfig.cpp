@@ -15,6 +15,7 @@ using HandlesById = zol::Map<int, GLXFBConfig>;
 using IdsByHandle = zol::Map<GLXFBConfig, int>;
 
 std::atomic<Display*> home{nullptr};
+std::atomic<Display*> homeOf{nullptr}; // the application display
 std::atomic<IdsByHandle*> idsOfClosedHome{nullptr};
 
 int idOf(Display* local, GLXFBConfig config) {
@@ -56,15 +57,12 @@ GLXFBConfig closedHomeHandle(int id) {
 
 } // namespace
 
-void setHomeOfFBConfigs(Display* local) {
+void setHomeOfFBConfigs(Display* appDisplay, Display* local) {
+  homeOf = appDisplay;
   home = local;
 }
 
-void forgetFBConfigsOf(Display* local) {
-  if (HandlesById** const handles = handlesByDisplay().find(local)) {
-    delete *handles;
-    handlesByDisplay().erase(local);
-  }
+void leaveHomeOfFBConfigs(Display* local) {
   if (local != home) return;
   // A display is closed where nothing may throw, at the end of a thread for instance.
   auto* const ids = new (std::nothrow) IdsByHandle;
@@ -72,6 +70,17 @@ void forgetFBConfigsOf(Display* local) {
     forEachFBConfig(local, [&](GLXFBConfig config, int id) { (*ids)[config] = id; });
   idsOfClosedHome = ids;
   home = nullptr;
+}
+
+void forgetFBConfigsOf(Display* local) {
+  if (HandlesById** const handles = handlesByDisplay().find(local)) {
+    delete *handles;
+    handlesByDisplay().erase(local);
+  }
+}
+
+void holdHomeOfFBConfigs() {
+  if (home != nullptr) openLocalDisplay(homeOf);
 }
 
 int idOfMappedFBConfig(GLXFBConfig mapped) {

@@ -170,6 +170,6 @@ void initializeVisualMap(Display* appDisplay, int screen, zol::gl::TSD* tsd) {
                 static_cast<void*>(admitted), static_cast<void*>(admitted->bestFBConfig()), id,
                 admitted->localVisual.visualId, appId);
   }
-  setHomeOfFBConfigs(local);
+  setHomeOfFBConfigs(tsd->appdpy, local);
   visualMapInitialized = true;
 }

@@ -1,10 +1,16 @@
 // The end of a local display that nobody uses any more.
 
-#include "rig/fixture.h"
+#include "rig/lock_probe.h"
+#include "rig/odd_configs.h"
 
 #include <algorithm>
+#include <atomic>
+#include <filesystem>
+#include <functional>
+#include <ostream>
 #include <string>
 #include <thread>
+#include <unistd.h>
 
 using namespace zol::rig;
 
@@ -240,6 +246,192 @@ TEST_F(UnsetLocalDisplay, KeepsItForTheWindowThatTakesTheLastOnesPlace) {
   const Lines lines = logged();
   EXPECT_TRUE(hasLine(lines, debugLine(kClearDeletedLabel, "deleting 0x" + hex(first))));
   EXPECT_FALSE(hasLine(lines, closed()));
+}
+
+// Calls that are under way ----------------------------------------------------------------------
+
+// A thread that has done something on a display and lives on until it is told to leave.
+class LastUser {
+public:
+  explicit LastUser(const std::function<void()>& work)
+      : thread_([this, work] {
+          work();
+          id_ = gettid();
+          while (!leaves_)
+            std::this_thread::yield();
+        }) {
+    while (id_ == 0)
+      std::this_thread::yield();
+  }
+  LastUser(const LastUser&) = delete;
+  LastUser& operator=(const LastUser&) = delete;
+  ~LastUser() {
+    leaves_ = true;
+    thread_.join();
+  }
+
+  // False when it has to wait for a lock on its way.
+  bool leave() {
+    leaves_ = true;
+    EXPECT_TRUE(eventually([&] { return hasEnded() || waitsForLock(id_); }));
+    return hasEnded();
+  }
+
+private:
+  bool hasEnded() const {
+    return !std::filesystem::exists("/proc/self/task/" + std::to_string(id_));
+  }
+
+  std::atomic<pid_t> id_{0};
+  std::atomic<bool> leaves_{false};
+  std::thread thread_;
+};
+
+struct Asked {
+  Display* display;
+  GLXFBConfig config;
+  GLXContext context; // of another connection
+  GLXPbuffer pbuffer;
+};
+
+// A call that looks the local display up and asks the driver there.
+struct Question {
+  const char* name;
+  const char* driverCall;
+  void (*ask)(const VendorHost& host, const Asked& asked);
+};
+
+void PrintTo(const Question& question, std::ostream* stream) {
+  *stream << question.name;
+}
+
+int answer[2];
+unsigned int drawableAnswer;
+
+constexpr int kNoList[] = {None};
+
+const Question kQuestions[] = {
+    {"glXQueryExtension", "glXQueryExtension(local, &, &)",
+     [](const VendorHost& host, const Asked& asked) {
+       GL_OF(host, glXQueryExtension)(asked.display, &answer[0], &answer[1]);
+     }},
+    {"glXQueryVersion", "glXQueryVersion(local, &, &)",
+     [](const VendorHost& host, const Asked& asked) {
+       GL_OF(host, glXQueryVersion)(asked.display, &answer[0], &answer[1]);
+     }},
+    {"glXQueryServerString", "glXQueryServerString(local, 0, 2)",
+     [](const VendorHost& host, const Asked& asked) {
+       GL_OF(host, glXQueryServerString)(asked.display, 0, GLX_VERSION);
+     }},
+    {"glXGetClientString", "glXGetClientString(local, 2)",
+     [](const VendorHost& host, const Asked& asked) {
+       GL_OF(host, glXGetClientString)(asked.display, GLX_VERSION);
+     }},
+    {"glXQueryExtensionsString", "glXQueryExtensionsString(local, 0)<any>",
+     [](const VendorHost& host, const Asked& asked) {
+       GL_OF(host, glXQueryExtensionsString)(asked.display, 0);
+     }},
+    {"glXGetFBConfigs", "glXChooseFBConfig(local, 0, NULL, &)<any>",
+     [](const VendorHost& host, const Asked& asked) {
+       XFree(GL_OF(host, glXGetFBConfigs)(asked.display, 0, &answer[0]));
+     }},
+    {"glXGetFBConfigAttrib", "glXGetFBConfigAttrib(local, fb1, 12, &)<any>",
+     [](const VendorHost& host, const Asked& asked) {
+       GL_OF(host, glXGetFBConfigAttrib)(asked.display, asked.config, GLX_DEPTH_SIZE, &answer[0]);
+     }},
+    {"glXGetVisualFromFBConfig", "glXGetFBConfigAttrib(local, fb1, GLX_VISUAL_ID, &)<any>",
+     [](const VendorHost& host, const Asked& asked) {
+       XFree(GL_OF(host, glXGetVisualFromFBConfig)(asked.display, asked.config));
+     }},
+    {"glXIsDirect", "glXIsDirect(local, ctx1)<any>",
+     [](const VendorHost& host, const Asked& asked) {
+       GL_OF(host, glXIsDirect)(asked.display, asked.context);
+     }},
+    {"glXQueryContext", "glXQueryContext(local, ctx1, <any>, &)<any>",
+     [](const VendorHost& host, const Asked& asked) {
+       GL_OF(host, glXQueryContext)(asked.display, asked.context, GLX_RENDER_TYPE, &answer[0]);
+     }},
+    {"glXQueryDrawable", "glXQueryDrawable(local, <any>, GLX_WIDTH, &)<any>",
+     [](const VendorHost& host, const Asked& asked) {
+       GL_OF(host, glXQueryDrawable)(asked.display, asked.pbuffer, GLX_WIDTH, &drawableAnswer);
+     }},
+    {"glXQueryGLXPbufferSGIX", "glXQueryGLXPbufferSGIX(local, pbuffer1, <any>, &)<any>",
+     [](const VendorHost& host, const Asked& asked) {
+       GL_OF(host, glXQueryGLXPbufferSGIX)
+       (asked.display, asked.pbuffer, GLX_WIDTH, &drawableAnswer);
+     }},
+    {"glXBindTexImageEXT", "glXBindTexImageEXT(local, 0, 8414, {0})",
+     [](const VendorHost& host, const Asked& asked) {
+       GL_OF(host, glXBindTexImageEXT)(asked.display, None, GLX_FRONT_LEFT_EXT, kNoList);
+     }},
+    {"glXSwapBuffers", "glXSwapBuffers(local, <any>)",
+     [](const VendorHost& host, const Asked& asked) {
+       GL_OF(host, glXSwapBuffers)(asked.display, asked.pbuffer);
+     }},
+};
+
+class QuestionOnIt : public UnsetLocalDisplay, public testing::WithParamInterface<Question> {};
+
+// The question has its display but not yet its turn at the driver when the last thread that used
+// the display ends.
+TEST_P(QuestionOnIt, KeepsItOpenUntilTheAnswer) {
+  open();
+  Display* const other = openDisplay();
+  Asked asked{display_, configs_.doubled, createContext(other, visuals_.doubled), None};
+  LastUser user([&] { asked.pbuffer = newPbuffer(); });
+  forget();
+
+  std::atomic<pid_t> asker{0};
+  std::thread question;
+  recorder().setHook("glXIsDirect", [&] { // the driver's lock is held
+    recorder().setHook("glXIsDirect", nullptr);
+    question = std::thread([&] {
+      asker = gettid();
+      GetParam().ask(host(), asked);
+    });
+    EXPECT_TRUE(eventually([&] { return asker != 0 && waitsForLock(asker); }));
+    EXPECT_TRUE(user.leave()) << "it closes the display";
+  });
+  GL_OF(host(), glXIsDirect)(other, asked.context);
+  question.join();
+  EXPECT_TRUE(hasLine(loggedByOthers(), closed()));
+  const Lines calls = driverCallsOfOthers();
+  EXPECT_TRUE(hasLine(calls, GetParam().driverCall)) << testing::PrintToString(calls);
+}
+
+INSTANTIATE_TEST_SUITE_P(, QuestionOnIt, testing::ValuesIn(kQuestions),
+                         [](const auto& test) { return test.param.name; });
+
+// The map's configurations are asked about on the connection that it was built on, whichever the
+// question is for.
+class VisualOfAStranger : public OddConfigsRig {
+protected:
+  void SetUp() override { set("ZOL_GL_UNSET_LOCAL_DISPLAY", "1"); }
+};
+
+TEST_F(VisualOfAStranger, KeepsTheMapsDisplayOpenUntilTheAnswer) {
+  prepare();
+  LastUser user([&] {
+    const int none[] = {None};
+    GL_OF(host(), glXCreatePbuffer)(display_, configs_.doubled, none);
+  });
+  Display* const other = openDisplay();
+  const auto ask = GL_OF(host(), glXGetFBConfigAttrib);
+  int depth = 0;
+  ask(other, stranger_, GLX_DEPTH_SIZE, &depth);
+  const int closings = outside::calls("XCloseDisplay");
+  forget();
+  int questions = 0;
+  recorder().setHook("glXGetFBConfigAttrib", [&] {
+    if (++questions != 3) return; // after the two on its own local display
+    EXPECT_TRUE(user.leave());
+    EXPECT_EQ(outside::calls("XCloseDisplay"), closings + 1) << "the thread's own and no more";
+  });
+  int visual = 0;
+  ask(other, stranger_, GLX_VISUAL_ID, &visual);
+  EXPECT_GT(questions, 3);
+  EXPECT_EQ(outside::calls("XCloseDisplay"), closings + 2);
+  EXPECT_EQ(static_cast<VisualID>(visual), strangerVisual_);
 }
 
 } // namespace

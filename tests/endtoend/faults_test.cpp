@@ -325,14 +325,19 @@ protected:
   // Whether the program was told of it when this allocation failed.
   bool failsAt(int allocation) {
     const std::string wish = "memory " + std::to_string(allocation) + " 1";
-    PictureProgram program(folder_, appDisplay(), failing(wish));
-    const pid_t process = program.pid();
-    tellAll(program);
-    program.closeInput();
-    const std::string answers = program.readRest();
-    EXPECT_EQ(program.wait(), 0) << wish << "\n" << answers << program.errors();
-    EXPECT_TRUE(leftNothing(process)) << wish;
-    return answers.find("failed") != std::string::npos;
+    try {
+      PictureProgram program(folder_, appDisplay(), failing(wish));
+      const pid_t process = program.pid();
+      tellAll(program);
+      program.closeInput();
+      const std::string answers = program.readRest();
+      EXPECT_EQ(program.wait(), 0) << wish << "\n" << answers << program.errors();
+      EXPECT_TRUE(leftNothing(process)) << wish;
+      return answers.find("failed") != std::string::npos;
+    } catch (const std::exception& exception) { // the next one is tried all the same
+      ADD_FAILURE() << wish << "\n" << exception.what();
+      return false;
+    }
   }
 
   Environment failing(const std::string& wish) const {

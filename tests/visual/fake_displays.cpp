@@ -181,6 +181,9 @@ bool _setupAppDisplay(Display*, zol::gl::TSD*) {
 Display* _getLocalDisplay(zol::gl::TSD*) {
   return world.hasLocalDisplay ? fake::local : nullptr;
 }
+Display* openLocalDisplay(Display*) {
+  return _getLocalDisplay(nullptr);
+}
 Display* localDisplayFor(Display*, zol::gl::TSD* tsd) {
   return _getLocalDisplay(tsd);
 }
