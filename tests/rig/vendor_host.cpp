@@ -19,7 +19,7 @@ const __GLXapiExports kExports{};
 
 } // namespace
 
-VendorHost::VendorHost() : library_(dlopen(ZOL_LIBRARY, RTLD_NOW)) {
+VendorHost::VendorHost(const char* library) : library_(dlopen(library, RTLD_NOW)) {
   if (library_ != nullptr) return;
   std::fprintf(stderr, "the library under test cannot be loaded: %s\n", dlerror());
   std::abort();

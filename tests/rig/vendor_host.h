@@ -15,7 +15,7 @@ namespace zol::rig {
 class VendorHost {
 public:
   // Loads the library; ends the process with a message when that fails.
-  VendorHost();
+  explicit VendorHost(const char* library = ZOL_LIBRARY);
   VendorHost(const VendorHost&) = delete;
   VendorHost& operator=(const VendorHost&) = delete;
 
