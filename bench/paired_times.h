@@ -33,10 +33,12 @@ double timeOf(Call call, int times) {
   return std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - start).count();
 }
 
-// How many calls take about as long as is needed to time them well; one at least.
+// How many calls take about as long as is needed to time them well; one at least. The first call
+// may be of another kind than those that follow.
 template <class Call>
 int batchOf(Call call) {
   constexpr double kLongEnough = 200e3;
+  call();
   int times = 1;
   while (timeOf(call, times) < kLongEnough)
     times *= 2;

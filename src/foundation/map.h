@@ -191,7 +191,7 @@ private:
 
   static Node* node(Link* link) { return static_cast<Node*>(link); }
   Link* bucketOf(K key) const {
-    return bucketTotal ? &buckets[Hasher()(key) % bucketTotal] : nullptr;
+    return buckets ? &buckets[Hasher()(key) % BUCKETS] : nullptr;
   }
   void remove(Node* old) {
     old->previous->next = old->next;
