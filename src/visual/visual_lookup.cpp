@@ -1,6 +1,7 @@
 #include "display/pairing.h"
 #include "foundation/log.h"
 #include "vendor/system_functions.h"
+#include "visual/fbconfig_owners.h"
 #include "visual/local_fbconfig.h"
 #include "visual/visual_map.h"
 #include "visual/x_memory.h"
@@ -21,21 +22,9 @@ LocalVisualInfo* findEntry(Predicate matches) {
   return found == list->end() ? nullptr : *found;
 }
 
-// The first entry that has `config` among its FBConfigs. For a config with alpha an entry whose
-// visual is deep enough goes before it, the one with the lowest application visual id.
 LocalVisualInfo* findOwner(GLXFBConfig config, bool hasAlpha, int localDepth) {
-  LocalVisualInfo* first = nullptr;
-  LocalVisualInfo* lowest = nullptr;
   MutexLock lock(getLVIMutex());
-  for (LocalVisualInfo* entry : *getListLocalVisuals()) {
-    const GLXFBConfig* end = entry->fbConfigs + entry->numFBConfigs;
-    if (std::find<const GLXFBConfig*>(entry->fbConfigs, end, config) == end) continue;
-    if (!first) first = entry;
-    if (hasAlpha && entry->appVisual.depth >= localDepth &&
-        (!lowest || entry->appVisual.visualId < lowest->appVisual.visualId))
-      lowest = entry;
-  }
-  return lowest ? lowest : first;
+  return getFBConfigOwners()->find(config, hasAlpha, localDepth);
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 #include "foundation/conf_settings.h"
 #include "foundation/log.h"
 #include "vendor/system_functions.h"
+#include "visual/fbconfig_owners.h"
 #include "visual/local_fbconfig.h"
 #include "visual/match_extension.h"
 #include "visual/x_memory.h"
@@ -165,6 +166,7 @@ void initializeVisualMap(Display* appDisplay, int screen, zol::gl::TSD* tsd) {
     static_cast<void>(configs.release()); // the entry keeps them
     LocalVisualInfo* const admitted = entry.release();
     getListLocalVisuals()->push_back(admitted);
+    getFBConfigOwners()->add(admitted);
     const int id = fbConfigAttrib(local, admitted->bestFBConfig(), GLX_FBCONFIG_ID);
     ZOLGL_DEBUG("LVI %p: fbconfig %p, fbconfig id 0x%x, local visual id 0x%x, app visual id 0x%x",
                 static_cast<void*>(admitted), static_cast<void*>(admitted->bestFBConfig()), id,

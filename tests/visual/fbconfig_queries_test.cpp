@@ -23,8 +23,7 @@ protected:
 
   LocalVisualInfo* addOwner(unsigned int appId, unsigned int localId) {
     LocalVisualInfo* const entry = add(appId, localId);
-    entry->fbConfigs = &config;
-    entry->numFBConfigs = 1;
+    offer(entry, &config, 1);
     return entry;
   }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "visual/fake_displays.h"
+#include "visual/fbconfig_owners.h"
 #include "visual/visual_map.h"
 
 #include <gtest/gtest.h>
@@ -19,6 +20,7 @@ protected:
     for (zol::gl::LocalVisualInfo* entry : *getListLocalVisuals())
       delete entry;
     getListLocalVisuals()->clear();
+    getFBConfigOwners()->clear();
   }
 
   static zol::gl::LocalVisualInfo* add(unsigned int appId, unsigned int localId) {
@@ -28,6 +30,13 @@ protected:
     zol::MutexLock lock(getLVIMutex());
     getListLocalVisuals()->push_back(entry);
     return entry;
+  }
+
+  static void offer(zol::gl::LocalVisualInfo* entry, GLXFBConfig* configs, int count) {
+    entry->fbConfigs = configs;
+    entry->numFBConfigs = count;
+    zol::MutexLock lock(getLVIMutex());
+    getFBConfigOwners()->add(entry);
   }
 
   fake::World* world = nullptr;

@@ -393,11 +393,10 @@ protected:
     world->localVisuals = {{0x82, 24, {}}};
   }
 
-  LocalVisualInfo* add(unsigned int appId, int appDepth, unsigned int localId) {
+  LocalVisualInfo* add(unsigned int appId, int appDepth, unsigned int localId, int offered = 4) {
     LocalVisualInfo* const entry = FilledMap::add(appId, localId);
     entry->appVisual.depth = appDepth;
-    entry->fbConfigs = configs;
-    entry->numFBConfigs = 4;
+    offer(entry, configs, offered);
     return entry;
   }
 
@@ -470,6 +469,13 @@ TEST_F(AVisualLookup, PrefersTheLowestDeepEnoughVisualForAnFBConfigWithAlpha) {
                    "DEBUG App and local visual have different depths, app: 32 - local: 24"}));
 }
 
+TEST_F(AVisualLookup, PrefersTheLowestOfEquallyDeepVisualsForAnFBConfigWithAlpha) {
+  add(0x30, 24, 0x70);
+  LocalVisualInfo* const lowest = add(0x25, 24, 0x70);
+  add(0x20, 16, 0x70);
+  EXPECT_EQ(find(2), lowest);
+}
+
 TEST_F(AVisualLookup, ComparesTheIdsOfVisualsAsUnsigned) {
   LocalVisualInfo* const lowest = add(0x7fffffff, 24, 0x70);
   add(0x80000000, 24, 0x70);
@@ -498,7 +504,7 @@ TEST_F(AVisualLookup, TakesTheLocalVisualsOwnDepthForDeepEnough) {
 }
 
 TEST_F(AVisualLookup, SaysSoWhenNobodyOwnsTheFBConfig) {
-  add(0x25, 24, 0x70)->numFBConfigs = 2;
+  add(0x25, 24, 0x70, 2);
   EXPECT_EQ(find(2), nullptr);
   EXPECT_EQ(messages(),
             Lines{format("DEBUG LVI for fbconfig %p not found (again)", fake::config(2))});
