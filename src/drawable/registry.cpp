@@ -86,6 +86,14 @@ bool ensureThrowawayContext(TSD* tsd, GLXFBConfig fbconfig, const char* label) {
   return true;
 }
 
+// Held, after the list mutex, while the list changes: a look-up needs this one alone. The list
+// mutex is the copyback thread's for as long as it paints all windows, and a program's thread that
+// swaps must not wait for the windows of others.
+zol::Mutex* lookUpMutex() {
+  static auto* const mutex = new zol::Mutex(false);
+  return mutex;
+}
+
 } // namespace
 
 zol::Mutex* getLocalDrawablesMutex() {
@@ -130,6 +138,7 @@ DrawableRef getDrawableInfo(Display* dpy, Window window, GLXFBConfig fbconfig, T
 
 void pushLocalDrawable(const DrawableRef& record) {
   const MutexLock lock(getLocalDrawablesMutex());
+  const MutexLock lookUps(lookUpMutex());
   getLocalDrawablesList()->push_back(record);
 }
 
@@ -141,12 +150,13 @@ DrawableRef pushWindow(DrawableRef record) {
            !candidate->fbconfigChanged(record->fbconfig) && !candidate->invalidatedFbconfig();
   });
   if (sameWindow != list.end()) return *sameWindow;
+  const MutexLock lookUps(lookUpMutex());
   list.push_back(record);
   return record;
 }
 
 DrawableRef findLocalDrawable(unsigned long appDrawable) {
-  const MutexLock lock(getLocalDrawablesMutex());
+  const MutexLock lock(lookUpMutex());
   for (const DrawableRef& record : *getLocalDrawablesList()) {
     if (record->appDrawable == appDrawable) return record;
   }
@@ -162,6 +172,7 @@ void eraseLocalDrawable(unsigned long appDrawable, zol::gl::LocalDrawableType ty
       return candidate->appDrawable == appDrawable && candidate->type == type;
     });
     if (found != list.end()) {
+      const MutexLock lookUps(lookUpMutex());
       record = std::move(*found);
       list.erase(found);
     }
@@ -182,6 +193,7 @@ void clearDeletedDrawables() {
         continue;
       }
       ZOLGL_DEBUG("deleting 0x%x", hex32((*record)->appDrawable));
+      const MutexLock lookUps(lookUpMutex());
       deleted.push_back(std::move(*record));
       record = list.erase(record);
     }

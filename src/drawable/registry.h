@@ -15,7 +15,7 @@ struct TSD;
 // reference of each.
 //
 // Lock: the list mutex, taken before a readback object's and the local display mutex. No record is
-// deleted under it.
+// deleted under it. A look-up takes another one and waits for nobody who merely reads the list.
 zol::Mutex* getLocalDrawablesMutex();
 std::vector<zol::gl::DrawableRef>* getLocalDrawablesList();
 

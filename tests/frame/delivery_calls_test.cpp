@@ -1,4 +1,5 @@
 #include "frame/frame_rig.h"
+#include "rig/lock_probe.h"
 
 #include <atomic>
 #include <thread>
@@ -94,6 +95,27 @@ TEST_F(Delivery, ServesEveryWindowInOnePass) {
   swap(display_, second);
   deliverFrame(1);
   EXPECT_TRUE(eventually([&] { return pixels(display_, second, 64, 48) == pictureOf(2, 64, 48); }));
+}
+
+// While one window is painted, the threads of others find theirs and go on.
+TEST_F(Delivery, HoldsUpNoOtherWindowsThread) {
+  open();
+  const Window second = createWindow(display_, visuals_.doubled, 64, 48);
+  XMoveWindow(display_, second, 300, 300);
+  const GLXContext context = createContext(display_, visuals_.doubled);
+  ASSERT_EQ(makeCurrent(display_, second, context), True);
+  ASSERT_EQ(makeCurrent(display_, window_, context_), True);
+  frame(1);
+  deliverFrame(1);
+  frame(2);
+  const LockProbe probe("XShmPutImage", [&] {
+    EXPECT_EQ(makeCurrent(display_, second, context), True);
+    swap(display_, second);
+    EXPECT_EQ(makeCurrent(display_, None, nullptr), True);
+  });
+  deliverFrame(2);
+  EXPECT_TRUE(probe.called());
+  EXPECT_FALSE(probe.held());
 }
 
 TEST_F(Delivery, PassesByWhatHasHadNoFrame) {
