@@ -23,8 +23,13 @@ public:
   }
   DrawableRef(const DrawableRef& other) : DrawableRef(other.record_) {}
   DrawableRef(DrawableRef&& other) noexcept : record_(std::exchange(other.record_, nullptr)) {}
-  DrawableRef& operator=(DrawableRef other) noexcept {
-    std::swap(record_, other.record_);
+  DrawableRef& operator=(DrawableRef&& other) noexcept {
+    DrawableRef taken(std::move(other));
+    std::swap(record_, taken.record_);
+    return *this;
+  }
+  DrawableRef& operator=(const DrawableRef& other) noexcept {
+    if (record_ != other.record_) *this = DrawableRef(other);
     return *this;
   }
   ~DrawableRef() {

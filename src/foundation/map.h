@@ -26,7 +26,7 @@ struct Hash {
 // written files depends on it.
 template <>
 struct Hash<const char*> {
-  uint32_t operator()(const char* key) const {
+  constexpr uint32_t operator()(const char* key) const {
     uint32_t h = 0;
     for (; key && *key; ++key) {
       h = (h << 4) + 13u * static_cast<uint32_t>(static_cast<signed char>(*key));

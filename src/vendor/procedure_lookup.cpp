@@ -19,6 +19,7 @@
 #include "visual/visual_queries.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <iterator>
 #include <new>
@@ -41,7 +42,12 @@ const char* asText(const GLubyte* name) {
   return reinterpret_cast<const char*>(name);
 }
 
+consteval std::uint32_t hashOf(const char* name) {
+  return zol::Hash<const char*>()(name);
+}
+
 struct Interposer {
+  std::uint32_t hash; // of the name: most names need no closer look
   const char* name;
   void (*address)();
 };
@@ -97,7 +103,8 @@ void* glXGLVNDGetProcAddressInternal(const GLubyte* name, bool systemOnly) {
 
 void (*zol_glXGetProcAddress(const GLubyte* name))() {
   static const Interposer kTable[] = {
-#define ZOL_LOOKUP(name) {#name, reinterpret_cast<void (*)()>(kHandedOut<&zol_##name>)},
+#define ZOL_LOOKUP(name)                                                                           \
+  {hashOf(#name), #name, reinterpret_cast<void (*)()>(kHandedOut<&zol_##name>)},
 #include "vendor/lookup.def"
   };
   static_assert(std::size(kTable) == 89);
@@ -108,8 +115,9 @@ void (*zol_glXGetProcAddress(const GLubyte* name))() {
     ZOLGL_DEBUG("failed");
     return nullptr;
   }
+  const std::uint32_t hash = zol::Hash<const char*>()(wanted);
   for (const Interposer& row : kTable) {
-    if (std::strcmp(row.name, wanted) == 0) return row.address;
+    if (row.hash == hash && std::strcmp(row.name, wanted) == 0) return row.address;
   }
   // Sharing an X fence with GL needs both on one server; here they live on two.
   if (std::strcmp(wanted, "glImportSyncEXT") == 0) {

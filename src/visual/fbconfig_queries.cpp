@@ -60,6 +60,14 @@ void logRequests(const char* origin, const int* list) {
   }
 }
 
+void logQuery(int attribute, const char* origin) {
+  if (const FBConfigAttribute* const row = findAttribute(attribute)) {
+    ZOLGL_LOG_AS(origin, DEBUG, "%s", row->queryName);
+  } else {
+    ZOLGL_LOG_AS(origin, DEBUG, "Unrecognized attribute %d", attribute);
+  }
+}
+
 int askLocked(Display* local, GLXFBConfig config, int attribute, int* value) {
   const MutexLock lock(getLocalDisplayMutex());
   return system_glXGetFBConfigAttrib(local, config, attribute, value);
@@ -175,17 +183,12 @@ int zol_glXGetFBConfigAttrib(Display* dpy, GLXFBConfig config, int attribute, in
   if (local == nullptr) return 0;
 
   int status = 0;
-  const FBConfigAttribute* const row = findAttribute(attribute);
   if (attribute == GLX_CONFIG_CAVEAT) {
     status = queryCaveat(local, config, value, __PRETTY_FUNCTION__);
   } else if (attribute == GLX_VISUAL_ID) {
     status = queryVisualId(local, config, value, __PRETTY_FUNCTION__);
   } else {
-    if (row != nullptr) {
-      ZOLGL_DEBUG("%s", row->queryName);
-    } else {
-      ZOLGL_DEBUG("Unrecognized attribute %d", attribute);
-    }
+    if (zol::logWanted(zol::LOG_LEVEL_DEBUG)) logQuery(attribute, __PRETTY_FUNCTION__);
     status = askLocked(local, config, attribute, value);
   }
   ZOLGL_DEBUG("return value %d", status);
