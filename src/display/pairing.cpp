@@ -195,7 +195,8 @@ Display* _getLocalDisplay(TSD* tsd) {
 
 Display* openLocalDisplay(Display* appdpy) {
   const MutexLock lock(getLocalDisplayMapMutex());
-  if (currentCall != nullptr) hold(currentCall, appdpy); // also for the one that is opened next
+  // Also for the one that is opened next.
+  if (LocalDisplayCall::displaysAreClosed && currentCall != nullptr) hold(currentCall, appdpy);
   Display** const paired = getLocalDisplayMap()->find(appdpy);
   return paired != nullptr ? *paired : nullptr;
 }

@@ -178,8 +178,9 @@ GLXFBConfig* zol_glXGetFBConfigs(Display* dpy, int screen, int* nelements) {
 
 int zol_glXGetFBConfigAttrib(Display* dpy, GLXFBConfig config, int attribute, int* value) {
   ZOLGL_DEBUG("START");
-  initializeVisualMap(dpy, DefaultScreen(dpy), nullptr);
-  Display* const local = localDisplayFor(dpy, nullptr);
+  TSD* const tsd = getTSD();
+  initializeVisualMap(dpy, DefaultScreen(dpy), tsd);
+  Display* const local = localDisplayFor(dpy, tsd);
   if (local == nullptr) return 0;
 
   int status = 0;

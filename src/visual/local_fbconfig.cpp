@@ -80,7 +80,7 @@ void forgetFBConfigsOf(Display* local) {
 }
 
 void holdHomeOfFBConfigs() {
-  if (home != nullptr) openLocalDisplay(homeOf);
+  if (LocalDisplayCall::displaysAreClosed && home != nullptr) openLocalDisplay(homeOf);
 }
 
 int idOfMappedFBConfig(GLXFBConfig mapped) {
