@@ -2,16 +2,21 @@
 
 #include "bench_program.h"
 #include "gl_window.h"
-#include "scene.h"
+#include "process_usage.h"
+#include "scene_windows.h"
 #include "size.h"
-#include "x_connection.h"
 
 #include <GL/gl.h>
 
+#include <atomic>
+#include <barrier>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
-#include <sys/resource.h>
+#include <string>
+#include <thread>
+#include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -20,49 +25,64 @@ using zol::tools::Arguments;
 using zol::tools::UsageError;
 using Clock = std::chrono::steady_clock;
 
-constexpr char kHelp[] = R"(Usage: zol-bench-scene [--size WxH] [--seconds N]
+constexpr char kHelp[] = R"(Usage: zol-bench-scene [options]
 
-Draws three turning rings into a window on the current display, as many frames as
-it can, and prints one line at the end: the frames, the seconds, the frames per
-second, the processor time of a frame in milliseconds, the GLX vendor libraries that
-served it and the renderer. It waits for nothing between the frames.
+Draws three turning rings into windows on the current display, as many frames as it
+can, and prints one line at the end: the frames, the seconds, the frames per second,
+the GLX vendor libraries that served it and the renderer; and for itself (0) and each
+--process (1, 2 ...) the processor time meanwhile in seconds and, in KiB, the memory
+of its own and the shared memory. It waits for nothing between the frames.
 
-  --size WxH   size of the window (default 300x300)
-  --seconds N  end after N seconds; without it, SIGTERM or SIGINT ends it
-  --help       show this help
+  --size WxH     size of the windows (default 300x300)
+  --seconds N    end after N seconds; without it, SIGTERM or SIGINT ends it
+  --windows N    of each thread, drawn in turn (default 1)
+  --drawn N      go on drawing in N of the windows alone (default: all)
+  --threads N    each with a connection and windows of its own (default 1)
+  --process PID  tell what this process used; may be given again
+  --once         draw one frame, and print no more than the clock (seconds since 1970)
+                 when it was finished, and the vendor libraries
+  --help         show this help
 )";
 
-// Of the whole process, its driver's threads included.
-double processorSeconds() {
-  rusage usage{};
-  getrusage(RUSAGE_SELF, &usage);
-  const auto seconds = [](const timeval& time) {
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
-  };
-  return seconds(usage.ru_utime) + seconds(usage.ru_stime);
-}
-
-// Frames that are not counted: the first ones compile shaders and make buffers.
+// Frames of each window that are not counted: the first ones compile shaders and make buffers.
 constexpr int kWarmUpFrames = 5;
 
 struct Options {
   bool help = false;
   Size size{300, 300};
   double seconds = 0; // 0: until a signal
+  int windows = 1;
+  int drawn = 0; // 0: all
+  int threads = 1;
+  std::vector<pid_t> processes = {getpid()};
+  bool once = false;
+
+  int drawnWindows() const { return drawn ? drawn : windows; }
 
   static Options parse(Arguments arguments) {
     Options options;
     while (!arguments.atEnd()) {
       if (arguments.takeFlag("--help")) {
         options.help = true;
+      } else if (arguments.takeFlag("--once")) {
+        options.once = true;
       } else if (auto size = arguments.takeValue("--size")) {
         options.size = Size::parse("--size", *size);
       } else if (auto seconds = arguments.takeValue("--seconds")) {
         options.seconds = parseSeconds("--seconds", *seconds);
+      } else if (auto windows = arguments.takeValue("--windows")) {
+        options.windows = parseCount("--windows", *windows);
+      } else if (auto drawn = arguments.takeValue("--drawn")) {
+        options.drawn = parseCount("--drawn", *drawn);
+      } else if (auto threads = arguments.takeValue("--threads")) {
+        options.threads = parseCount("--threads", *threads);
+      } else if (auto process = arguments.takeValue("--process")) {
+        options.processes.push_back(parseCount("--process", *process));
       } else {
         throw UsageError("unknown option " + arguments.peek());
       }
     }
+    if (options.drawn > options.windows) throw UsageError("--drawn is more than --windows");
     return options;
   }
 };
@@ -73,40 +93,104 @@ void end(int) {
   ended = 1;
 }
 
+double secondsSince(Clock::time_point start) {
+  return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+std::vector<ProcessUsage> usageOf(const std::vector<pid_t>& processes) {
+  std::vector<ProcessUsage> usage;
+  for (const pid_t process : processes)
+    usage.push_back(ProcessUsage::of(process));
+  return usage;
+}
+
+// Threads that begin and end together, and what lies between.
+class Measurement {
+public:
+  explicit Measurement(const Options& options)
+      : options_(options), together_(options.threads, PhaseEnd{this}) {}
+
+  // One thread's part.
+  void draw(int thread) {
+    SceneWindows windows(options_.size, thread * options_.windows, options_.windows);
+    for (int i = 0; i < kWarmUpFrames * options_.windows; ++i)
+      windows.frame(i % options_.windows);
+    glFinish();
+    together_.arrive_and_wait();
+    long frames = 0;
+    for (; !ended && (options_.seconds == 0 || secondsSince(start_) < options_.seconds); ++frames)
+      windows.frame(static_cast<int>(frames % options_.drawnWindows()));
+    // What is still on its way belongs to the time it took.
+    glFinish();
+    frames_ += frames;
+    together_.arrive_and_wait();
+    if (thread == 0) print();
+    together_.arrive_and_wait();
+  }
+
+private:
+  struct PhaseEnd {
+    Measurement* owner;
+    void operator()() noexcept { owner->phaseEnded(); }
+  };
+
+  void phaseEnded() noexcept {
+    if (!begun_) {
+      before_ = usageOf(options_.processes);
+      start_ = Clock::now();
+      begun_ = true;
+    } else if (after_.empty()) {
+      seconds_ = secondsSince(start_);
+      after_ = usageOf(options_.processes);
+    }
+  }
+
+  void print() const {
+    const long frames = frames_;
+    printf("frames %ld seconds %.3f fps %.2f vendors \"%s\" renderer \"%s\"", frames, seconds_,
+           static_cast<double>(frames) / seconds_, loadedVendors().c_str(),
+           reinterpret_cast<const char*>(glGetString(GL_RENDERER)));
+    for (size_t i = 0; i < after_.size(); ++i) {
+      printf(" cpu%zu_s %.4f anon%zu_kb %ld shared%zu_kb %ld", i,
+             after_[i].processorSeconds - before_[i].processorSeconds, i, after_[i].anonymousKb, i,
+             after_[i].sharedKb);
+    }
+    puts("");
+  }
+
+  const Options& options_;
+  bool begun_ = false;
+  std::vector<ProcessUsage> before_;
+  std::vector<ProcessUsage> after_;
+  Clock::time_point start_;
+  double seconds_ = 0;
+  std::atomic<long> frames_ = 0;
+  std::barrier<PhaseEnd> together_;
+};
+
+void drawOnce(const Options& options) {
+  SceneWindows windows(options.size, 0, 1);
+  windows.frame(0);
+  glFinish();
+  const auto now = std::chrono::system_clock::now().time_since_epoch();
+  printf("drawn %.6f vendors \"%s\"\n", std::chrono::duration<double>(now).count(),
+         loadedVendors().c_str());
+}
+
 void run(const Options& options) {
   signal(SIGTERM, end);
   signal(SIGINT, end);
-  XConnection connection;
-  const GlWindow window(connection, options.size, "zol-bench-scene");
-  Scene scene;
-  scene.resize(options.size);
-  Size size = options.size;
-  const auto frame = [&] {
-    if (window.takeResize(&size)) scene.resize(size);
-    scene.draw();
-    window.swapBuffers();
-  };
-  for (int i = 0; i < kWarmUpFrames; ++i)
-    frame();
-  glFinish();
-
-  long frames = 0;
-  double seconds = 0;
-  const double processorBefore = processorSeconds();
-  const auto start = Clock::now();
-  while (!ended && (options.seconds == 0 || seconds < options.seconds)) {
-    frame();
-    ++frames;
-    seconds = std::chrono::duration<double>(Clock::now() - start).count();
+  if (options.once) {
+    drawOnce(options);
+    return;
   }
-  // What is still on its way belongs to the time it took.
-  glFinish();
-  seconds = std::chrono::duration<double>(Clock::now() - start).count();
-  const double processor = processorSeconds() - processorBefore;
-  printf("frames %ld seconds %.3f fps %.2f cpu_ms %.4f vendors \"%s\" renderer \"%s\"\n", frames,
-         seconds, static_cast<double>(frames) / seconds,
-         1000 * processor / static_cast<double>(frames), loadedVendors().c_str(),
-         reinterpret_cast<const char*>(glGetString(GL_RENDERER)));
+  Measurement measurement(options);
+  std::vector<std::thread> others;
+  for (int i = 1; i < options.threads; ++i)
+    others.emplace_back([&measurement, i] { measurement.draw(i); });
+  measurement.draw(0);
+  for (std::thread& other : others)
+    other.join();
 }
 
 } // namespace

@@ -4,9 +4,9 @@
 #include "frame_path.h"
 #include "shm_window.h"
 #include "size.h"
+#include "statistics.h"
 #include "x_connection.h"
 
-#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <functional>
@@ -67,12 +67,6 @@ struct Step {
   const char* name;
   std::function<void()> run;
   std::vector<double> times = {}; // microseconds
-
-  double median() {
-    const auto middle = times.begin() + static_cast<ptrdiff_t>(times.size() / 2);
-    std::nth_element(times.begin(), middle, times.end());
-    return *middle;
-  }
 };
 
 double microsecondsSince(Clock::time_point start) {
@@ -84,12 +78,12 @@ void measure(const Options& options) {
   FramePath path(local, options.size);
   ShmWindow window(options.appDisplay, options.size);
   std::vector<Step> steps = {
-      {"draw", [&] { path.draw(); }},
+      {"draw", [&] { path.draw(), path.finish(); }},
       {"swap", [&] { path.swap(); }},
       {"ask-window", [&] { window.ask(); }},
       {"to-read-context", [&] { path.toReadContext(); }},
-      {"flip", [&] { path.flip(); }},
-      {"transfer", [&] { path.transfer(); }},
+      {"flip", [&] { path.renew(), path.flip(), path.finish(); }},
+      {"transfer", [&] { path.transfer(), path.map(); }},
       {"to-program-context", [&] { path.toProgramContext(); }},
       {"copy", [&] { window.copy(path.pixels()); }},
       {"paint", [&] { window.paint(); }},
@@ -103,8 +97,8 @@ void measure(const Options& options) {
       if (frame >= kWarmUpFrames) step.times.push_back(microsecondsSince(before));
     }
   }
-  for (Step& step : steps)
-    printf("%s %.0f\n", step.name, step.median());
+  for (const Step& step : steps)
+    printf("%s %.0f\n", step.name, median(step.times));
 }
 
 } // namespace

@@ -16,7 +16,8 @@ struct FreeMemory {
 
 } // namespace
 
-FramePath::FramePath(XConnection& local, Size size) : display_(local.get()), size_(size) {
+FramePath::FramePath(XConnection& local, Size size)
+    : display_(local.get()), size_(size), bytes_(std::ptrdiff_t{4} * size.width * size.height) {
   makeContexts(local);
   toReadContext();
   makeReadObjects();
@@ -61,7 +62,13 @@ GLXFBConfig FramePath::chooseConfig(XConnection& local) const {
 
 void FramePath::makeContexts(XConnection& local) {
   GLXFBConfig const config = chooseConfig(local);
-  const int attributes[] = {GLX_PBUFFER_WIDTH, size_.width, GLX_PBUFFER_HEIGHT, size_.height, None};
+  const int attributes[] = {GLX_PBUFFER_WIDTH,
+                            size_.width,
+                            GLX_PBUFFER_HEIGHT,
+                            size_.height,
+                            GLX_PRESERVED_CONTENTS,
+                            True,
+                            None};
   pbuffer_ = glXCreatePbuffer(display_, config, attributes);
   program_ = glXCreateNewContext(display_, config, GLX_RGBA_TYPE, nullptr, True);
   read_ = glXCreateNewContext(display_, config, GLX_RGBA_TYPE, nullptr, True);
@@ -71,6 +78,7 @@ void FramePath::makeContexts(XConnection& local) {
 }
 
 void FramePath::makeReadObjects() {
+  glPixelStorei(GL_PACK_ALIGNMENT, 1);
   glReadBuffer(GL_FRONT);
   GLuint buffer = 0;
   glGenBuffers(1, &buffer);
@@ -78,6 +86,8 @@ void FramePath::makeReadObjects() {
   GLuint texture = 0;
   glGenTextures(1, &texture);
   glBindTexture(GL_TEXTURE_RECTANGLE, texture);
+  for (const GLenum filter : {GL_TEXTURE_MIN_FILTER, GL_TEXTURE_MAG_FILTER})
+    glTexParameteri(GL_TEXTURE_RECTANGLE, filter, GL_NEAREST);
   glTexImage2D(GL_TEXTURE_RECTANGLE, 0, GL_RGBA8, size_.width, size_.height, 0, GL_RGBA,
                GL_UNSIGNED_BYTE, nullptr);
   glGenFramebuffers(1, &framebuffer_);
@@ -89,35 +99,48 @@ void FramePath::makeReadObjects() {
   glBindFramebuffer(GL_FRAMEBUFFER, 0);
 }
 
+void FramePath::finish() {
+  glFinish();
+}
+
 void FramePath::draw() {
   scene_->draw();
-  glFinish();
 }
 
 void FramePath::swap() {
   glXSwapBuffers(display_, pbuffer_);
 }
 
+void FramePath::noteProgram() {
+  GLint renderMode = 0;
+  program_ = glXGetCurrentContext();
+  glGetIntegerv(GL_RENDER_MODE, &renderMode);
+}
+
 void FramePath::toReadContext() {
   glXMakeCurrent(display_, pbuffer_, read_);
 }
 
-void FramePath::flip() {
-  const GLsizeiptr bytes = GLsizeiptr{4} * size_.width * size_.height;
+void FramePath::renew() {
   if (pixels_) glUnmapBuffer(GL_PIXEL_PACK_BUFFER);
-  glBufferData(GL_PIXEL_PACK_BUFFER, bytes, nullptr, GL_STREAM_READ);
+  pixels_ = nullptr;
+  glBufferData(GL_PIXEL_PACK_BUFFER, bytes_, nullptr, GL_STREAM_READ);
+}
+
+void FramePath::flip() {
   glBindFramebuffer(GL_DRAW_FRAMEBUFFER, framebuffer_);
   glBlitFramebuffer(0, size_.height, size_.width, 0, 0, 0, size_.width, size_.height,
                     GL_COLOR_BUFFER_BIT, GL_NEAREST);
-  glFinish();
 }
 
 void FramePath::transfer() {
-  const GLsizeiptr bytes = GLsizeiptr{4} * size_.width * size_.height;
   glBindFramebuffer(GL_READ_FRAMEBUFFER, framebuffer_);
   glReadPixels(0, 0, size_.width, size_.height, GL_BGRA, GL_UNSIGNED_BYTE, nullptr);
   glBindFramebuffer(GL_FRAMEBUFFER, 0);
-  pixels_ = glMapBufferRange(GL_PIXEL_PACK_BUFFER, 0, bytes, GL_MAP_READ_BIT);
+}
+
+void FramePath::map() {
+  pixels_ = glMapBufferRange(GL_PIXEL_PACK_BUFFER, 0, bytes_, GL_MAP_READ_BIT);
   if (!pixels_) throw std::runtime_error("the driver cannot map the pixel buffer");
 }
 

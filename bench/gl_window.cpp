@@ -17,7 +17,7 @@ struct FreeMemory {
 
 } // namespace
 
-GlWindow::GlWindow(XConnection& connection, Size size, const char* title)
+GlWindow::GlWindow(XConnection& connection, Size size, const char* title, XPoint position)
     : display_(connection.get()) {
   int wanted[] = {GLX_RGBA, GLX_RED_SIZE,   8,  GLX_GREEN_SIZE,   8,   GLX_BLUE_SIZE,
                   8,        GLX_DEPTH_SIZE, 24, GLX_DOUBLEBUFFER, None};
@@ -37,18 +37,16 @@ GlWindow::GlWindow(XConnection& connection, Size size, const char* title)
   XSetWindowAttributes attributes{};
   attributes.colormap = colormap_;
   attributes.event_mask = StructureNotifyMask;
-  window_ = XCreateWindow(display_, root, 0, 0, static_cast<unsigned>(size.width),
+  window_ = XCreateWindow(display_, root, position.x, position.y, static_cast<unsigned>(size.width),
                           static_cast<unsigned>(size.height), 0, visual->depth, InputOutput,
                           visual->visual, CWBorderPixel | CWColormap | CWEventMask, &attributes);
   XStoreName(display_, window_, title);
   XMapWindow(display_, window_);
   XEvent event;
-  XIfEvent(
-      display_, &event, [](Display*, XEvent* e, XPointer) -> Bool { return e->type == MapNotify; },
-      nullptr);
-  if (!glXMakeCurrent(display_, window_, context_)) {
-    throw std::runtime_error("the GL context cannot be made current on the window");
-  }
+  XWindowEvent(display_, window_, StructureNotifyMask, &event);
+  while (event.type != MapNotify)
+    XWindowEvent(display_, window_, StructureNotifyMask, &event);
+  makeCurrent();
 }
 
 GlWindow::~GlWindow() {
@@ -58,11 +56,16 @@ GlWindow::~GlWindow() {
   XFreeColormap(display_, colormap_);
 }
 
+void GlWindow::makeCurrent() const {
+  if (!glXMakeCurrent(display_, window_, context_)) {
+    throw std::runtime_error("the GL context cannot be made current on the window");
+  }
+}
+
 bool GlWindow::takeResize(Size* size) const {
   const Size before = *size;
-  while (XPending(display_) > 0) {
-    XEvent event;
-    XNextEvent(display_, &event);
+  XEvent event;
+  while (XCheckWindowEvent(display_, window_, StructureNotifyMask, &event)) {
     if (event.type == ConfigureNotify) *size = {event.xconfigure.width, event.xconfigure.height};
   }
   return *size != before;

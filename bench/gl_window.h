@@ -13,11 +13,13 @@ namespace zol::bench {
 class GlWindow {
 public:
   // Throws std::runtime_error that says what the display lacks.
-  GlWindow(XConnection& connection, Size size, const char* title);
+  GlWindow(XConnection& connection, Size size, const char* title, XPoint position = {});
   ~GlWindow();
   GlWindow(const GlWindow&) = delete;
   GlWindow& operator=(const GlWindow&) = delete;
 
+  Window id() const { return window_; }
+  void makeCurrent() const;
   void swapBuffers() const { glXSwapBuffers(display_, window_); }
   // True once for each change of the window's size, which is then in *size.
   bool takeResize(Size* size) const;

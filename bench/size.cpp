@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <limits>
 
 namespace zol::bench {
 
@@ -27,6 +28,12 @@ double parseSeconds(const char* option, const std::string& text) {
     throw UsageError(std::string(option) + " " + text + " is not a number of seconds above 0");
   }
   return seconds;
+}
+
+int parseCount(const char* option, const std::string& text) {
+  const int count = tools::parseNumber(text, std::numeric_limits<int>::max()).value_or(0);
+  if (count > 0) return count;
+  throw UsageError(std::string(option) + " " + text + " is not a number above 0");
 }
 
 } // namespace zol::bench

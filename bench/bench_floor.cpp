@@ -1,0 +1,215 @@
+// zol-bench-floor: what a swap costs the program's thread through the library, beside the driver's
+// calls that it cannot do without.
+
+#include "bench_program.h"
+#include "checked_window.h"
+#include "frame_path.h"
+#include "scene_windows.h"
+#include "size.h"
+#include "statistics.h"
+#include "turn_process.h"
+
+#include <GL/gl.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace zol::bench;
+using zol::tools::Arguments;
+using zol::tools::UsageError;
+
+constexpr char kHelp[] = R"(Usage: zol-bench-floor --local-display NAME --app-display NAME [options]
+
+Lets processes take turns of a tenth of a second: one makes the driver's calls of a
+frame itself, in the library's order and without waiting for any ("floor"); the others
+swap a window through the library, which delivers 30 frames a second ("swap") or only
+one ("swap-undelivered"). Only the swap is timed, in the thread that makes it, after
+the drawing has been finished. Prints a line for each: the median microseconds of a
+swap and their ratio to the floor's in the same round, as median, lowest and highest;
+then the same of the time that the thread was running.
+
+  --local-display NAME  where frames are rendered
+  --app-display NAME    the display of the windows
+  --size WxH            size of the frame (default 300x300)
+  --seconds N           measure for N seconds (default 6)
+  --single-thread       read back as in a program without threads
+  --help                show this help
+)";
+
+constexpr int kWarmUpFrames = 5;
+constexpr double kTurn = 0.1; // seconds
+
+struct Options {
+  bool help = false;
+  std::string localDisplay;
+  std::string appDisplay;
+  Size size{300, 300};
+  double seconds = 6;
+  bool singleThread = false;
+
+  static Options parse(Arguments arguments) {
+    Options options;
+    while (!arguments.atEnd()) {
+      if (arguments.takeFlag("--help")) {
+        options.help = true;
+        return options;
+      }
+      if (arguments.takeFlag("--single-thread")) {
+        options.singleThread = true;
+      } else if (auto size = arguments.takeValue("--size")) {
+        options.size = Size::parse("--size", *size);
+      } else if (auto seconds = arguments.takeValue("--seconds")) {
+        options.seconds = parseSeconds("--seconds", *seconds);
+      } else if (auto local = arguments.takeValue("--local-display")) {
+        options.localDisplay = *local;
+      } else if (auto app = arguments.takeValue("--app-display")) {
+        options.appDisplay = *app;
+      } else {
+        throw UsageError("unknown option " + arguments.peek());
+      }
+    }
+    if (options.localDisplay.empty()) throw UsageError("--local-display is missing");
+    if (options.appDisplay.empty()) throw UsageError("--app-display is missing");
+    return options;
+  }
+};
+
+// The calls of a frame, made by hand.
+class Floor {
+public:
+  explicit Floor(const Options& options)
+      : path_(local_, options.size), window_(options.appDisplay, options.size),
+        mapsAtOnce_(options.singleThread) {}
+
+  void draw() { path_.draw(); }
+
+  void swap() {
+    path_.swap();
+    path_.noteProgram();
+    path_.toReadContext();
+    path_.renew();
+    path_.flip();
+    path_.transfer();
+    if (mapsAtOnce_) path_.map();
+    path_.toProgramContext();
+    window_.check();
+  }
+
+private:
+  XConnection local_;
+  FramePath path_;
+  CheckedWindow window_;
+  const bool mapsAtOnce_;
+};
+
+class Swap {
+public:
+  explicit Swap(const Options& options) : windows_(options.size, 0, 1) {}
+  void draw() { windows_.draw(0); }
+  void swap() { windows_.swap(0); }
+
+private:
+  SceneWindows windows_;
+};
+
+double secondsOf(clockid_t clock) {
+  timespec time{};
+  clock_gettime(clock, &time);
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
+template <class Frame>
+Cost swapFor(Frame& frame, double seconds) {
+  std::vector<double> elapsed;
+  std::vector<double> running;
+  const double start = secondsOf(CLOCK_MONOTONIC);
+  for (double now = start; elapsed.empty() || now - start < seconds;) {
+    frame.draw();
+    glFinish();
+    const double runningBefore = secondsOf(CLOCK_THREAD_CPUTIME_ID);
+    const double before = secondsOf(CLOCK_MONOTONIC);
+    frame.swap();
+    now = secondsOf(CLOCK_MONOTONIC);
+    elapsed.push_back((now - before) * 1e6);
+    running.push_back((secondsOf(CLOCK_THREAD_CPUTIME_ID) - runningBefore) * 1e6);
+  }
+  return {median(elapsed), median(running)};
+}
+
+using Environment = std::vector<std::pair<const char*, std::string>>;
+
+template <class Frame>
+TurnProcess::Turn prepare(const Options& options, const Environment& environment) {
+  for (const auto& [name, value] : environment)
+    setenv(name, value.c_str(), 1);
+  const auto frame = std::make_shared<Frame>(options);
+  for (int i = 0; i < kWarmUpFrames; ++i)
+    swapFor(*frame, 0);
+  return [frame] { return swapFor(*frame, kTurn); };
+}
+
+// One that takes turns, and what its turns took.
+struct Contestant {
+  Contestant(const char* lineName, const std::function<TurnProcess::Turn()>& prepare)
+      : name(lineName), process(prepare) {}
+
+  void print(const Contestant& floor) const {
+    printf("%s", name);
+    for (const auto measured : {&Cost::elapsed, &Cost::running}) {
+      std::vector<double> values;
+      std::vector<double> ratios;
+      for (size_t i = 0; i < costs.size(); ++i) {
+        values.push_back(costs[i].*measured);
+        ratios.push_back(costs[i].*measured / (floor.costs[i].*measured));
+      }
+      printf(" %.1f %.4f %.4f %.4f", median(values), median(ratios), quantile(ratios, 0),
+             quantile(ratios, 1));
+    }
+    puts("");
+  }
+
+  const char* name;
+  TurnProcess process;
+  std::vector<Cost> costs;
+};
+
+void measure(const Options& options) {
+  const auto floor = [&] { return prepare<Floor>(options, {{"DISPLAY", options.localDisplay}}); };
+  const auto swap = [&](const char* frameRate) {
+    return [&options, frameRate] {
+      return prepare<Swap>(
+          options, {{"DISPLAY", options.appDisplay},
+                    {"ZOL_GL_COPYBACK_FRAME_RATE", frameRate},
+                    {"ZOL_GL_FORCE_SINGLE_THREAD_READBACK", options.singleThread ? "1" : "0"}});
+    };
+  };
+  std::deque<Contestant> contestants;
+  contestants.emplace_back("floor", floor);
+  contestants.emplace_back("swap", swap("30"));
+  contestants.emplace_back("swap-undelivered", swap("1"));
+
+  const double start = secondsOf(CLOCK_MONOTONIC);
+  for (int round = 0; round == 0 || secondsOf(CLOCK_MONOTONIC) - start < options.seconds; ++round) {
+    // Forwards and backwards, so that a drift of the machine evens out.
+    for (size_t i = 0; i < contestants.size(); ++i) {
+      Contestant& next = contestants[round % 2 ? contestants.size() - 1 - i : i];
+      next.costs.push_back(next.process.takeTurn());
+    }
+  }
+  for (const Contestant& contestant : contestants)
+    contestant.print(contestants.front());
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+  return runProgram("zol-bench-floor", kHelp, argc, argv, measure);
+}

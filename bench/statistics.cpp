@@ -1,0 +1,17 @@
+#include "statistics.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+
+namespace zol::bench {
+
+double quantile(std::vector<double> values, double share) {
+  if (values.empty()) return 0;
+  const double rank = std::ceil(share * static_cast<double>(values.size()));
+  const auto place = values.begin() + static_cast<ptrdiff_t>(std::max(rank, 1.0)) - 1;
+  std::nth_element(values.begin(), place, values.end());
+  return *place;
+}
+
+} // namespace zol::bench
