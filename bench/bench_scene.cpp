@@ -37,6 +37,8 @@ of its own and the shared memory. It waits for nothing between the frames.
   --seconds N    end after N seconds; without it, SIGTERM or SIGINT ends it
   --windows N    of each thread, drawn in turn (default 1)
   --drawn N      go on drawing in N of the windows alone (default: all)
+  --place N      of the first window on the screen, where windows lie side by side
+                 (default 0)
   --threads N    each with a connection and windows of its own (default 1)
   --process PID  tell what this process used; may be given again
   --once         draw one frame, and print no more than the clock (seconds since 1970)
@@ -53,6 +55,7 @@ struct Options {
   double seconds = 0; // 0: until a signal
   int windows = 1;
   int drawn = 0; // 0: all
+  int place = 0;
   int threads = 1;
   std::vector<pid_t> processes = {getpid()};
   bool once = false;
@@ -74,6 +77,8 @@ struct Options {
         options.windows = parseCount("--windows", *windows);
       } else if (auto drawn = arguments.takeValue("--drawn")) {
         options.drawn = parseCount("--drawn", *drawn);
+      } else if (auto place = arguments.takeValue("--place")) {
+        options.place = parseCount("--place", *place, 0);
       } else if (auto threads = arguments.takeValue("--threads")) {
         options.threads = parseCount("--threads", *threads);
       } else if (auto process = arguments.takeValue("--process")) {
@@ -112,7 +117,8 @@ public:
 
   // One thread's part.
   void draw(int thread) {
-    SceneWindows windows(options_.size, thread * options_.windows, options_.windows);
+    SceneWindows windows(options_.size, options_.place + thread * options_.windows,
+                         options_.windows);
     for (int i = 0; i < kWarmUpFrames * options_.windows; ++i)
       windows.frame(i % options_.windows);
     glFinish();
@@ -173,8 +179,9 @@ void drawOnce(const Options& options) {
   windows.frame(0);
   glFinish();
   const auto now = std::chrono::system_clock::now().time_since_epoch();
-  printf("drawn %.6f vendors \"%s\"\n", std::chrono::duration<double>(now).count(),
-         loadedVendors().c_str());
+  printf("drawn %.6f", std::chrono::duration<double>(now).count());
+  fflush(stdout); // so that it stands there in a trace, too
+  printf(" vendors \"%s\"\n", loadedVendors().c_str());
 }
 
 void run(const Options& options) {

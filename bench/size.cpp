@@ -30,10 +30,11 @@ double parseSeconds(const char* option, const std::string& text) {
   return seconds;
 }
 
-int parseCount(const char* option, const std::string& text) {
-  const int count = tools::parseNumber(text, std::numeric_limits<int>::max()).value_or(0);
-  if (count > 0) return count;
-  throw UsageError(std::string(option) + " " + text + " is not a number above 0");
+int parseCount(const char* option, const std::string& text, int lowest) {
+  const auto count = tools::parseNumber(text, std::numeric_limits<int>::max());
+  if (count && *count >= lowest) return *count;
+  throw UsageError(std::string(option) + " " + text + " is not a number from " +
+                   std::to_string(lowest) + " on");
 }
 
 } // namespace zol::bench

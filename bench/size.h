@@ -17,7 +17,7 @@ struct Size {
 // Reads a number of seconds above 0. Throws tools::UsageError that names the option.
 double parseSeconds(const char* option, const std::string& text);
 
-// Reads a whole number above 0. Throws tools::UsageError that names the option.
-int parseCount(const char* option, const std::string& text);
+// Reads a whole number. Throws tools::UsageError that names the option.
+int parseCount(const char* option, const std::string& text, int lowest = 1);
 
 } // namespace zol::bench

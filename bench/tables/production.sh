@@ -1,47 +1,35 @@
 # shellcheck shell=bash
 production_heading="Frames produced"
 
-# produced straight|through SIZE: frames per second, and the processor time of one in milliseconds.
-produced() {
+# Frames per second; and milliseconds of processor time a frame, in the program and both X servers.
+produce() {
   local line
+  say "produced at $2, ${way_names[$1]}"
   line=$(scene "$1" --size "$2" --seconds "$seconds")
-  echo "$(field fps "$line") $(field cpu_ms "$line")"
+  fields "$line" fps frames cpu0_s cpu1_s cpu2_s |
+    awk '{ print $1, 1000 * $3 / $2, 1000 * $4 / $2, 1000 * $5 / $2 }' >>"$scratch/production.$2.$1"
 }
 
 measure_production() {
-  local size round a b
+  local size
   need_displays
-  for size in "${sizes[@]}"; do
-    for ((round = 1; round <= rounds; ++round)); do
-      say "produced at $size, round $round of $rounds"
-      # Which goes first changes from round to round, so that a drift of the machine evens out.
-      if ((round % 2)); then
-        a=$(produced straight "$size")
-        b=$(produced through "$size")
-      else
-        b=$(produced through "$size")
-        a=$(produced straight "$size")
-      fi
-      awk '{ print $0, $3 / $1 }' <<<"$a $b" >>"$scratch/production.$size"
-    done
-  done
+  for size in "${sizes[@]}"; do in_turns produce "$size"; done
 }
 
 print_production() {
-  local size file
-  echo "| size | straight, frames/s | through the library, frames/s | ratio | lowest to highest of $rounds" \
-    "| straight, processor ms a frame | through, processor ms a frame |"
-  echo "|---|--:|--:|--:|--:|--:|--:|"
+  local size way file
+  echo "| size | way | frames/s | of straight | lowest to highest of $rounds" \
+    "| program, processor ms a frame | local X server, ms | application X server, ms |"
+  echo "|---|---|--:|--:|--:|--:|--:|--:|"
   for size in "${sizes[@]}"; do
-    file=$scratch/production.$size
-    {
-      median "$file" 1
-      median "$file" 3
-      statistics "$file" 5
-      median "$file" 2
-      median "$file" 4
-    } | paste -sd' ' | awk -v size="$size" '{
-      printf "| %s | %.0f | %.0f | %.2f | %.2f to %.2f | %.2f | %.2f |\n",
-        size, $1, $2, $3, $4, $5, $6, $7 }'
+    for way in "${ways[@]}"; do
+      file=$scratch/production.$size
+      {
+        medians <"$file.$way"
+        paste -d' ' "$file.$way" "$file.straight" | awk '{ print $1 / $5 }' | statistics 1
+      } | paste -sd' ' | awk -v first="$size | ${way_names[$way]}" '{
+        printf "| %s | %.0f | %.2f | %.2f to %.2f | %.2f | %.2f | %.2f |\n",
+          first, $1, $5, $6, $7, $2, $3, $4 }'
+    done
   done
 }

@@ -7,9 +7,14 @@ children=()          # processes to end then
 local_display=
 app_display=
 
-clean_up() {
+end_children() {
   for pid in "${children[@]}"; do kill "$pid" 2>/dev/null || true; done
   for pid in "${children[@]}"; do wait "$pid" 2>/dev/null || true; done
+  children=()
+}
+
+clean_up() {
+  end_children
   rm -rf "$scratch"
 }
 trap clean_up EXIT
