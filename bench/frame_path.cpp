@@ -33,7 +33,7 @@ FramePath::~FramePath() {
   glXDestroyPbuffer(display_, pbuffer_);
 }
 
-// Eight bits each of red, green, blue and alpha, which is what a window's frames have.
+// What the library takes for a usual window: eight bits of each colour and of stencil, 24 of depth.
 GLXFBConfig FramePath::chooseConfig(XConnection& local) const {
   const int wanted[] = {GLX_DRAWABLE_TYPE,
                         GLX_PBUFFER_BIT,
@@ -47,14 +47,20 @@ GLXFBConfig FramePath::chooseConfig(XConnection& local) const {
                         8,
                         GLX_DEPTH_SIZE,
                         24,
+                        GLX_STENCIL_SIZE,
+                        8,
                         None};
   int count = 0;
   const std::unique_ptr<GLXFBConfig, FreeMemory> configs(
       glXChooseFBConfig(display_, DefaultScreen(display_), wanted, &count));
+  const auto sizeOf = [&](GLXFBConfig config, int name) {
+    int size = 0;
+    glXGetFBConfigAttrib(display_, config, name, &size);
+    return size;
+  };
   for (int i = 0; i < count; ++i) {
-    int red = 0;
-    glXGetFBConfigAttrib(display_, configs.get()[i], GLX_RED_SIZE, &red);
-    if (red == 8) return configs.get()[i];
+    GLXFBConfig const config = configs.get()[i];
+    if (sizeOf(config, GLX_RED_SIZE) == 8 && sizeOf(config, GLX_DEPTH_SIZE) == 24) return config;
   }
   throw std::runtime_error("the display '" + local.name() +
                            "' has no double-buffered RGBA FBConfig of 8 bits for pbuffers");

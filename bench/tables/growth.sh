@@ -52,7 +52,7 @@ measure_growth() {
 
 print_growth() {
   echo "| what | how many | straight, frames/s | program, ms a frame | X servers, ms | through, frames/s" \
-    "| program, ms a frame | X servers, ms | together, of the first |"
+    "| program, ms a frame | X servers, ms | through, of the first |"
   echo "|---|--:|--:|--:|--:|--:|--:|--:|--:|"
   awk -F'[| ]' '
     { n = split($0, part, "|"); split(part[3], v, " ")
