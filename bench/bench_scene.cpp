@@ -191,6 +191,7 @@ void run(const Options& options) {
     drawOnce(options);
     return;
   }
+  usageOf(options.processes); // says now if one is not there
   Measurement measurement(options);
   std::vector<std::thread> others;
   for (int i = 1; i < options.threads; ++i)

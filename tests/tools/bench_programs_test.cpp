@@ -1,0 +1,116 @@
+// The programs that scripts/bench runs, straight on an X server: what they print is what happened.
+
+#include "bench/statistics.h"
+#include "bench/turn_process.h"
+#include "program.h"
+#include "tools/display_server.h"
+
+#include <gtest/gtest.h>
+#include <regex>
+#include <unistd.h>
+
+namespace zol::test {
+
+namespace {
+
+// A display that Mesa alone serves.
+class BenchPrograms : public testing::Test {
+protected:
+  static void SetUpTestSuite() {
+    std::string error;
+    server_ = tools::DisplayServer::start({ZOL_XZOL, "--geometry", "640x480"}, &error);
+    ASSERT_TRUE(server_) << error;
+  }
+  static void TearDownTestSuite() { server_.reset(); }
+
+  static Outcome bench(const std::string& program, std::vector<std::string> options) {
+    options.insert(options.begin(), ZOL_PROGRAM_FOLDER "/zol-bench-" + program);
+    return run(std::move(options),
+               {{"DISPLAY", server_->name()}, {"__GLX_VENDOR_LIBRARY_NAME", "mesa"}});
+  }
+
+  static std::unique_ptr<tools::DisplayServer> server_;
+};
+
+std::unique_ptr<tools::DisplayServer> BenchPrograms::server_;
+
+std::string field(const std::string& name, const std::string& line) {
+  std::smatch match;
+  const std::regex pattern("(^| )" + name + " (\"([^\"]*)\"|([0-9.]+))");
+  return std::regex_search(line, match, pattern) ? match.str(3) + match.str(4) : "(none)";
+}
+
+} // namespace
+
+TEST(BenchStatistics, QuantileIsTheValueOfTheNearestRank) {
+  EXPECT_EQ(bench::quantile({40, 10, 30, 20}, 0.5), 20);
+  EXPECT_EQ(bench::quantile({40, 10, 30, 20}, 0.51), 30);
+  EXPECT_EQ(bench::quantile({40, 10, 30, 20}, 0), 10);
+  EXPECT_EQ(bench::quantile({40, 10, 30, 20}, 1), 40);
+  EXPECT_EQ(bench::quantile({}, 0.5), 0);
+}
+
+TEST(BenchTurns, AProcessWorksOnceForEachTurnInItsOwnMemory) {
+  int prepared = 0;
+  bench::TurnProcess process([&prepared] {
+    ++prepared;
+    return [turns = 0, &prepared]() mutable {
+      return bench::Cost{static_cast<double>(++turns), static_cast<double>(prepared)};
+    };
+  });
+  process.takeTurn();
+  const bench::Cost second = process.takeTurn();
+  EXPECT_EQ(second.elapsed, 2);
+  EXPECT_EQ(second.running, 1);
+  EXPECT_EQ(prepared, 0);
+}
+
+TEST(BenchTurns, AProcessThatHasEndedIsReported) {
+  bench::TurnProcess process([]() -> bench::TurnProcess::Turn { _exit(3); });
+  EXPECT_THROW(process.takeTurn(), std::runtime_error);
+}
+
+TEST_F(BenchPrograms, SingleFramesAllReachTheirWindowsAndAreTimed) {
+  const Outcome outcome = bench(
+      "delivery", {"--one-at-a-time", "--windows", "2", "--size", "200x100", "--seconds", "0.2"});
+  ASSERT_EQ(outcome.status, 0) << outcome.err;
+  EXPECT_EQ(field("reached_fps", outcome.out), field("produced_fps", outcome.out));
+  EXPECT_EQ(field("fewest_fps", outcome.out), field("produced_fps", outcome.out));
+  const int delays = std::stoi(field("delays", outcome.out));
+  EXPECT_GT(delays, 0);
+  EXPECT_EQ(delays % 2, 0) << "as many in one window as in the other";
+  EXPECT_GT(std::stod(field("delay_ms", outcome.out)), 0);
+  EXPECT_GE(std::stod(field("delay95_ms", outcome.out)), std::stod(field("delay_ms", outcome.out)));
+}
+
+TEST_F(BenchPrograms, TheSceneTellsItsOwnAndOtherProcessesUse) {
+  const Outcome outcome =
+      bench("scene", {"--threads", "2", "--windows", "2", "--size", "100x100", "--seconds", "0.2",
+                      "--process", std::to_string(server_->pid())});
+  ASSERT_EQ(outcome.status, 0) << outcome.err;
+  EXPECT_EQ(field("vendors", outcome.out), "libGLX_mesa.so.0");
+  EXPECT_GT(std::stoi(field("frames", outcome.out)), 0);
+  EXPECT_GT(std::stod(field("cpu0_s", outcome.out)), 0);
+  EXPECT_GT(std::stoi(field("anon0_kb", outcome.out)), 0);
+  EXPECT_GT(std::stoi(field("anon1_kb", outcome.out)), 0);
+  EXPECT_EQ(field("anon2_kb", outcome.out), "(none)");
+}
+
+TEST_F(BenchPrograms, WindowsThatWouldCoverEachOtherAreRefused) {
+  const Outcome fits = bench("scene", {"--windows", "4", "--size", "320x240", "--seconds", "0.01"});
+  EXPECT_EQ(fits.status, 0) << fits.err;
+  const Outcome outcome =
+      bench("scene", {"--windows", "5", "--size", "320x240", "--seconds", "0.01"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.err, "zol-bench-scene: the screen of '" + server_->name() +
+                             "' has no room for 5 windows of that size\n");
+}
+
+TEST_F(BenchPrograms, AProcessThatDoesNotExistIsNamed) {
+  constexpr char kNoProcess[] = "4194305"; // Linux has none above 2^22
+  const Outcome outcome = bench("scene", {"--seconds", "0.01", "--process", kNoProcess});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.err, "zol-bench-scene: there is no process 4194305\n");
+}
+
+} // namespace zol::test
