@@ -20,9 +20,15 @@
 
 #define EXPORTED __attribute__((visibility("default")))
 
-extern void* __libc_malloc(size_t);
-extern void* __libc_calloc(size_t, size_t);
-extern void* __libc_realloc(void*, size_t);
+// Not by their plain names, which the loader itself uses before it can be asked for the next ones.
+#ifdef ZOL_SANITIZED
+#define ALLOCATOR(function) __interceptor_##function
+#else
+#define ALLOCATOR(function) __libc_##function
+#endif
+extern void* ALLOCATOR(malloc)(size_t);
+extern void* ALLOCATOR(calloc)(size_t, size_t);
+extern void* ALLOCATOR(realloc)(void*, size_t);
 
 static char wanted[64];
 static int first = 1;
@@ -61,47 +67,42 @@ static Dlsym nextDlsym(void) {
   return found;
 }
 
-#define NEXT(function) ((__typeof__(&function))nextDlsym()(RTLD_NEXT, #function))
+#define NEXT(function)                                                                             \
+  ({                                                                                               \
+    static __typeof__(&function) found;                                                            \
+    if (found == NULL) found = (__typeof__(&function))nextDlsym()(RTLD_NEXT, #function);           \
+    found;                                                                                         \
+  })
 
 // What the library looks up -------------------------------------------------------------------
 
-static int failingCreate(pthread_t* thread, const pthread_attr_t* attributes, void* (*run)(void*),
-                         void* argument) {
-  return counts() ? EAGAIN : pthread_create(thread, attributes, run, argument);
+EXPORTED int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
+                            void* (*run)(void*), void* argument) {
+  return FAILS("pthread_create") ? EAGAIN : NEXT(pthread_create)(thread, attributes, run, argument);
 }
 
-static int failingKeyCreate(pthread_key_t* key, void (*destructor)(void*)) {
-  return counts() ? EAGAIN : pthread_key_create(key, destructor);
+EXPORTED int pthread_key_create(pthread_key_t* key, void (*destructor)(void*)) {
+  return FAILS("pthread_key_create") ? EAGAIN : NEXT(pthread_key_create)(key, destructor);
 }
 
-static int failingSetSpecific(pthread_key_t key, const void* value) {
-  return counts() ? ENOMEM : pthread_setspecific(key, value);
+EXPORTED int pthread_setspecific(pthread_key_t key, const void* value) {
+  return FAILS("pthread_setspecific") ? ENOMEM : NEXT(pthread_setspecific)(key, value);
 }
 
-static int failingSemInit(sem_t* semaphore, int shared, unsigned value) {
-  if (!counts()) return sem_init(semaphore, shared, value);
+EXPORTED int sem_init(sem_t* semaphore, int shared, unsigned value) {
+  if (!FAILS("sem_init")) return NEXT(sem_init)(semaphore, shared, value);
   errno = ENOSPC;
   return -1;
 }
 
-static const struct {
-  const char* name;
-  void* address;
-} lookedUp[] = {
-    {"pthread_create", failingCreate},
-    {"pthread_key_create", failingKeyCreate},
-    {"pthread_setspecific", failingSetSpecific},
-    {"sem_init", failingSemInit},
-};
-
+// The library looks in the threads library, past the functions above. Built with sanitizers it does
+// not, and their runtime would look up its own functions in place of the next ones through this.
+#ifndef ZOL_SANITIZED
 EXPORTED void* dlsym(void* library, const char* name) {
-  if (strcmp(wanted, name) == 0 && isVendorLibrary(__builtin_return_address(0))) {
-    for (size_t i = 0; i < sizeof lookedUp / sizeof *lookedUp; ++i) {
-      if (strcmp(lookedUp[i].name, name) == 0) return lookedUp[i].address;
-    }
-  }
-  return nextDlsym()(library, name);
+  const bool ours = strcmp(wanted, name) == 0 && isVendorLibrary(__builtin_return_address(0));
+  return nextDlsym()(ours ? RTLD_DEFAULT : library, name);
 }
+#endif
 
 EXPORTED void* dlopen(const char* file, int mode) {
   const bool named = file != NULL && strncmp(wanted, "dlopen:", 7) == 0 &&
@@ -118,15 +119,15 @@ static void* noMemory(void) {
 }
 
 EXPORTED void* malloc(size_t size) {
-  return FAILS("memory") ? noMemory() : __libc_malloc(size);
+  return FAILS("memory") ? noMemory() : ALLOCATOR(malloc)(size);
 }
 
 EXPORTED void* calloc(size_t number, size_t size) {
-  return FAILS("memory") ? noMemory() : __libc_calloc(number, size);
+  return FAILS("memory") ? noMemory() : ALLOCATOR(calloc)(number, size);
 }
 
 EXPORTED void* realloc(void* memory, size_t size) {
-  return FAILS("memory") ? noMemory() : __libc_realloc(memory, size);
+  return FAILS("memory") ? noMemory() : ALLOCATOR(realloc)(memory, size);
 }
 
 EXPORTED char* strdup(const char* text) {
@@ -136,6 +137,17 @@ EXPORTED char* strdup(const char* text) {
 EXPORTED char* strndup(const char* text, size_t size) {
   return FAILS("memory") ? noMemory() : NEXT(strndup)(text, size);
 }
+
+// C++ allocates with malloc(), but for the sanitizers' own way, which fails by an exception.
+#ifdef ZOL_SANITIZED
+extern void* _Znwm(size_t);
+extern _Noreturn void _ZSt17__throw_bad_allocv(void);
+
+EXPORTED void* _Znwm(size_t size) {
+  if (FAILS("memory")) NEXT(_ZSt17__throw_bad_allocv)();
+  return NEXT(_Znwm)(size);
+}
+#endif
 
 // Shared memory -------------------------------------------------------------------------------
 

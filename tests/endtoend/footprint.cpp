@@ -3,6 +3,7 @@
 #include "endtoend/shared_segments.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -87,6 +88,14 @@ std::ostream& operator<<(std::ostream& stream, const Footprint& footprint) {
   return stream << "program: " << footprint.memory << " KiB, " << footprint.files << " files, "
                 << footprint.segments << " segments\napplication display: " << footprint.application
                 << "\nlocal display: " << footprint.local << "\n";
+}
+
+Environment oneHeap() {
+  Environment environment = {{"MALLOC_ARENA_MAX", "1"}};
+  // The address sanitizer holds 256 MiB of freed memory back.
+  if (const char* const options = std::getenv("ASAN_OPTIONS"))
+    environment["ASAN_OPTIONS"] = options + std::string(":quarantine_size_mb=1");
+  return environment;
 }
 
 long memoryAtDiscretion(long before) {

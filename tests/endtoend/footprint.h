@@ -37,7 +37,7 @@ constexpr long kSegmentsAtDiscretion = 8;
 
 // All threads of a program share a heap: otherwise it depends on who frees what first how much
 // memory each of them keeps.
-const Environment kOneHeap = {{"MALLOC_ARENA_MAX", "1"}};
+Environment oneHeap();
 
 // What there is more of in the second one, a line each; nothing when it is flat.
 std::vector<std::string> growth(const Footprint& before, const Footprint& after);

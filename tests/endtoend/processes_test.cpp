@@ -175,6 +175,9 @@ TEST_F(Processes, KeepTheirLocale) {
 
 // The last frame is still on its way when they do.
 TEST_F(Processes, ThatLetGoOfGlAndLoadItAgainAreServedAgain) {
+  if (kStaysLoaded) {
+    GTEST_SKIP() << "built with sanitizers the library stays loaded, and it serves a GLVND once";
+  }
   Program program(folder_, {ZOL_LATE_GL, "3"},
                   {{"DISPLAY", appDisplay()}, {"ZOL_GL_LOG_DIR", folder_.path()}});
   for (int time = 0; time < 3; ++time) {
@@ -200,7 +203,8 @@ TEST_F(Processes, ThatMayNotConnectAreNotServed) {
   program.ask("draw quadrants 1");
   program.ask("show w");
   EXPECT_TRUE(observer_.shows(window, paintedScene("quadrants", 1, 300, 200)));
-  EXPECT_FALSE(program.hasLoaded("libGLX_zol.so.0"));
+  EXPECT_EQ(program.ask("vendor"), "Mesa Project and SGI");
+  EXPECT_EQ(program.hasLoaded("libGLX_zol.so.0"), kStaysLoaded);
   expectGoodEnd(program);
 }
 

@@ -83,7 +83,10 @@ std::vector<std::string> foreignCommand(std::vector<std::string> command,
   std::string variable = "LD_PRELOAD=";
   for (const std::string& library : preloaded)
     variable += library + ":";
-  command.insert(command.begin(), {"env", variable});
+  std::vector<std::string> start = {"env", variable};
+  for (const auto& [name, value] : kMayLeak)
+    start.push_back(name + "=" + value);
+  command.insert(command.begin(), start.begin(), start.end());
   return command;
 }
 

@@ -22,8 +22,12 @@ inline Environment joined(Environment one, const Environment& other) {
 // sanitizers, which need that.
 constexpr bool kStaysLoaded = sizeof ZOL_SANITIZER_RUNTIME > 1;
 
+// For a program in a build with sanitizers that leaves memory behind by right.
+const Environment kMayLeak = {{"LSAN_OPTIONS", "detect_leaks=0"}};
+
 // The command of a program that was not built here, with what it shall preload besides. Where our
-// libraries were built with sanitizers, it needs their runtime to load them.
+// libraries were built with sanitizers, it needs their runtime to load them; what it leaks itself
+// is its own affair.
 std::vector<std::string> foreignCommand(std::vector<std::string> command,
                                         std::vector<std::string> preloaded = {});
 

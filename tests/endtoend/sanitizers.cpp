@@ -15,12 +15,15 @@ namespace fs = std::filesystem;
 class SanitizerReports : public testing::EmptyTestEventListener {
 public:
   SanitizerReports() {
-    setOptions("ASAN_OPTIONS", "");
+    // failing_calls.c stands before the sanitizer.
+    setOptions("ASAN_OPTIONS", ":verify_asan_link_order=0");
     setOptions("UBSAN_OPTIONS", ":print_stacktrace=1");
     // The leak checker of GCC 12 crashes now and then on the thread-local storage of libraries that
-    // were loaded at run time, so it does not look there.
+    // were loaded at run time, so it does not look there. Mesa's display lists hold pointers at odd
+    // multiples of four bytes.
     setOptions("LSAN_OPTIONS",
-               ":use_tls=0:print_suppressions=0:suppressions=" ZOL_SUPPRESSIONS "/leak");
+               ":use_tls=0:use_unaligned=1:print_suppressions=0:suppressions=" ZOL_SUPPRESSIONS
+               "/leak");
     // Mesa, LLVM, GLVND and Xlib are not built with the sanitizer: it does not see how their
     // threads agree with each other. A forked child of a program goes on as the program would.
     setOptions("TSAN_OPTIONS", ":ignore_noninstrumented_modules=1:die_after_fork=0"
@@ -32,9 +35,12 @@ public:
   void OnEnvironmentsTearDownEnd(const testing::UnitTest&) override { failForEach(); }
 
 private:
+  // What the developer has set comes last, and counts.
   void setOptions(const char* variable, const std::string& options) const {
     const std::string path = folder_.path() / "report";
-    setenv(variable, ("log_exe_name=1:log_path=" + path + options).c_str(), 1);
+    const char* const given = getenv(variable);
+    const std::string all = "log_exe_name=1:log_path=" + path + options;
+    setenv(variable, (given == nullptr ? all : all + ":" + given).c_str(), 1);
   }
 
   void failForEach() const {

@@ -65,7 +65,7 @@ struct Load {
 };
 
 constexpr int kPrograms = 16, kWindows = 64, kThreads = 32, kHands = 4, kFrames = 100;
-const Environment kQuiet = joined(kOneHeap, {{"ZOL_GL_LOG_LEVEL", "warning"}});
+const Environment kQuiet = joined(oneHeap(), {{"ZOL_GL_LOG_LEVEL", "warning"}});
 
 void nothing(PictureProgram&) {}
 
