@@ -163,9 +163,9 @@ void initializeVisualMap(Display* appDisplay, int screen, zol::gl::TSD* tsd) {
       ZOLGL_DEBUG("Could not determine a local XVisual for app visual %x - dropping item", appId);
       continue;
     }
-    static_cast<void>(configs.release()); // the entry keeps them
+    getListLocalVisuals()->push_back(entry.get());
     LocalVisualInfo* const admitted = entry.release();
-    getListLocalVisuals()->push_back(admitted);
+    static_cast<void>(configs.release()); // the entry keeps them
     getFBConfigOwners()->add(admitted);
     const int id = fbConfigAttrib(local, admitted->bestFBConfig(), GLX_FBCONFIG_ID);
     ZOLGL_DEBUG("LVI %p: fbconfig %p, fbconfig id 0x%x, local visual id 0x%x, app visual id 0x%x",
