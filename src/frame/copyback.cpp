@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <exception>
 #include <limits>
+#include <optional>
 #include <poll.h>
 #include <unistd.h>
 
@@ -33,6 +34,28 @@ bool isConnected(Display* display) {
   pollfd connection{ConnectionNumber(display), POLLRDHUP, 0};
   return poll(&connection, 1, 0) == 0;
 }
+
+// The copyback thread's own connection. However the thread ends, no painter uses it afterwards.
+class PaintingConnection {
+public:
+  PaintingConnection() : display_(XOpenDisplay(nullptr)) {}
+  ~PaintingConnection() {
+    if (display_ == nullptr) return;
+    if (isConnected(display_))
+      closePaintingConnection(display_);
+    else
+      abandonPaintingConnection(display_);
+  }
+  PaintingConnection(const PaintingConnection&) = delete;
+  PaintingConnection& operator=(const PaintingConnection&) = delete;
+
+  Display* get() const { return display_; }
+  void filterVanishedDrawables() { filter_.emplace(display_); }
+
+private:
+  Display* const display_;
+  std::optional<VanishedDrawableFilter> filter_; // Xlib knows it until the connection is closed
+};
 
 // The program's signals are for the program's threads: ours starts with all of them blocked.
 class SignalsBlocked {
@@ -76,24 +99,19 @@ void CopybackThread::svc() {
     ZOLGL_DEBUG("DONE");
     return;
   }
-  Display* const display = XOpenDisplay(nullptr);
-  if (display == nullptr) {
+  PaintingConnection connection;
+  if (connection.get() == nullptr) {
     ZOLGL_WARNING("Could not open the copyback display");
     return;
   }
-  XExtCodes* const codes = XInitExtension(display, ZOL_EXT_NAME);
+  XExtCodes* const codes = XInitExtension(connection.get(), ZOL_EXT_NAME);
   if (codes == nullptr) {
-    XCloseDisplay(display);
     ZOLGL_WARNING("Could not initialize Xzol extension in the copyback thread");
     return;
   }
-  const VanishedDrawableFilter filter(display);
+  connection.filterVanishedDrawables();
   while (!owner_->checkStop())
-    owner_->doCopyback(display, codes);
-  if (isConnected(display))
-    closePaintingConnection(display);
-  else
-    abandonPaintingConnection(display);
+    owner_->doCopyback(connection.get(), codes);
   ZOLGL_DEBUG("DONE");
 }
 
