@@ -100,6 +100,15 @@ void initialiseExtension(TSD* tsd, const char* label) {
                static_cast<void*>(tsd->appdpy2));
 }
 
+// The local display that is the application display's from now on: this one, or that of another
+// thread that has been quicker; null when no memory is left to know it by.
+Display* keepLocalDisplay(Display* appdpy, Display* local) {
+  const MutexLock lock(getLocalDisplayMapMutex());
+  Display*& paired = (*getLocalDisplayMap())[appdpy];
+  if (paired == nullptr) paired = local;
+  return getLocalDisplayMap()->find(appdpy) != nullptr ? paired : nullptr;
+}
+
 } // namespace
 
 // The name of the local display: one for the whole process, resolved once. Null where the server
@@ -184,12 +193,10 @@ Display* _getLocalDisplay(TSD* tsd) {
   }
   ZOLGL_INFO("opened local display %s mapped to %p", zol::text(name),
              static_cast<void*>(tsd->appdpy));
-  MutexLock lock(getLocalDisplayMapMutex());
-  Display*& paired = (*getLocalDisplayMap())[tsd->appdpy];
-  if (paired == nullptr) paired = local;
-  Display* const shared = paired; // another thread may have been quicker: one display for both
-  lock.unlock();
+  Display* const shared = keepLocalDisplay(tsd->appdpy, local);
   if (shared != local) XCloseDisplay(local);
+  if (shared == nullptr)
+    ZOLGL_ERROR("No memory for the local display of %p.", static_cast<void*>(tsd->appdpy));
   return shared;
 }
 
