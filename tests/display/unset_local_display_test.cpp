@@ -402,6 +402,32 @@ TEST_P(QuestionOnIt, KeepsItOpenUntilTheAnswer) {
 INSTANTIATE_TEST_SUITE_P(, QuestionOnIt, testing::ValuesIn(kQuestions),
                          [](const auto& test) { return test.param.name; });
 
+// What only the thread still had ends with it: the record of a window of another connection, which
+// takes the thread's own local display to find out what is current.
+TEST_F(UnsetLocalDisplay, StaysOpenForTheThreadThatEnds) {
+  open();
+  Display* const other = openDisplay();
+  const GLXContext context = createContext(other, visuals_.doubled);
+  const GLXContext spare = createContext(other, visuals_.doubled);
+  const Window window = createWindow(other, visuals_.doubled, 64, 48);
+  LastUser user([&] { newPbuffer(); });
+  LastUser leaving([&] {
+    EXPECT_EQ(makeCurrent(other, window, context), True);
+    EXPECT_EQ(GL_OF(host(), glXIsDirect)(display_, context), True);
+  });
+  XDestroyWindow(other, window);
+  XSync(other, False);
+  GL_OF(host(), glXDestroyContext)(other, spare); // it is noticed then that the window is gone
+  forget();
+  recorder().setHook("glXIsDirect", [&] { // the driver's lock is held
+    EXPECT_FALSE(leaving.leave());
+    EXPECT_TRUE(user.leave()) << "it closes the display";
+  });
+  GL_OF(host(), glXIsDirect)(other, context);
+  EXPECT_TRUE(leaving.leave());
+  EXPECT_TRUE(hasLine(loggedByOthers(), closed()));
+}
+
 // The map's configurations are asked about on the connection that it was built on, whichever the
 // question is for.
 class VisualOfAStranger : public OddConfigsRig {
