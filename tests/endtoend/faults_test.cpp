@@ -5,7 +5,7 @@
 #include "endtoend/delivery.h"
 #include "endtoend/observer.h"
 #include "endtoend/picture_program.h"
-#include "endtoend/shared_segments.h"
+#include "rig/shared_segments.h"
 #include "tools/display_server.h"
 
 #include <csignal>
@@ -33,7 +33,7 @@ bool eventually(const std::function<bool()>& condition) {
 
 // Whether no shared memory of this process that has ended is there, once the X server has noticed.
 bool leftNothing(pid_t process) {
-  return eventually([&] { return sharedSegmentsOf(process).empty(); });
+  return eventually([&] { return rig::sharedSegmentsOf(process).empty(); });
 }
 
 // An X server of one test's own, to be done to as it likes.

@@ -1,6 +1,6 @@
 #include "endtoend/footprint.h"
 
-#include "endtoend/shared_segments.h"
+#include "rig/shared_segments.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -124,7 +124,7 @@ Footprint Scales::weigh(pid_t process) const {
   if (process != 0) {
     result.memory = residentMemory(process);
     result.files = openFiles(process);
-    result.segments = sharedSegmentsOf(process).size();
+    result.segments = rig::sharedSegmentsOf(process).size();
   }
   result.application = footprintOf(application_);
   result.local = footprintOf(local_);

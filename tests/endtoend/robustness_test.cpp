@@ -3,7 +3,7 @@
 #include "endtoend/delivery.h"
 #include "endtoend/observer.h"
 #include "endtoend/picture_program.h"
-#include "endtoend/shared_segments.h"
+#include "rig/shared_segments.h"
 
 #include <csignal>
 #include <cstdio>
@@ -153,7 +153,7 @@ TEST_P(Robustness, OfTheServersThroughAHundredWindows) {
   program.ask("cycle 10");
   expectAlive(program);
   const std::vector<std::string> app = observer_.resources(), here = local.resources();
-  const std::vector<int> segments = sharedSegmentsOf(program.pid());
+  const std::vector<int> segments = rig::sharedSegmentsOf(program.pid());
   // What a window shows is nobody's but its user's.
   EXPECT_EQ(segments, std::vector<int>(segments.size(), 0600));
   EXPECT_FALSE(segments.empty()) << "nothing to count";
@@ -167,10 +167,10 @@ TEST_P(Robustness, OfTheServersThroughAHundredWindows) {
       << testing::PrintToString(observer_.resources());
   EXPECT_EQ(local.resources(), here);
   const pid_t process = program.pid();
-  EXPECT_TRUE(observer_.waitFor(None, [&] { return sharedSegmentsOf(process) == segments; }))
-      << sharedSegmentsOf(process).size() << " in place of " << segments.size();
+  EXPECT_TRUE(observer_.waitFor(None, [&] { return rig::sharedSegmentsOf(process) == segments; }))
+      << rig::sharedSegmentsOf(process).size() << " in place of " << segments.size();
   EXPECT_EQ(program.end(), 0) << program.errors();
-  EXPECT_TRUE(observer_.waitFor(None, [&] { return sharedSegmentsOf(process).empty(); }));
+  EXPECT_TRUE(observer_.waitFor(None, [&] { return rig::sharedSegmentsOf(process).empty(); }));
 }
 
 TEST_P(Robustness, OfAProgramThatLoadsGlLateAndLetsGoOfIt) {

@@ -1,5 +1,7 @@
 #include "rig/fixture.h"
+#include "rig/shared_segments.h"
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <pthread.h>
@@ -25,6 +27,23 @@ public:
     recorder().setHook("glXMakeCurrent", [status] { std::exit(status); });
     makeCurrent(display_, None, nullptr);
     _exit(97);
+  }
+
+  // The copyback thread never comes back from this call, in which a segment is on its way to the
+  // X server.
+  [[noreturn]] void exitWhileASegmentChangesHands(const char* call, int status) {
+    drawFrame();
+    static std::atomic<bool> underWay{false};
+    outside::setHook(call, [] {
+      underWay = true;
+      for (;;)
+        pause();
+    });
+    outside::letDeliveriesPass();
+    if (!eventually([] { return underWay.load(); })) _exit(94);
+    std::printf("%zu", sharedSegmentsOf(getpid()).size());
+    outside::recordSleeps();
+    std::exit(status);
   }
 
   // The exit status of a child that has this program's memory, but not its threads.
@@ -114,6 +133,12 @@ RIG_SCENARIO(exitsInsideTheDriver) {
   program->exitInsideMakeCurrent(3);
 }
 
+RIG_SCENARIO(exitsWhileASegmentChangesHands) {
+  alarm(kTooLong);
+  static Program* const program = new Program;
+  program->exitWhileASegmentChangesHands(getenv("RIG_CALL"), 5);
+}
+
 RIG_SCENARIO(exitsInAForkedChild) {
   static Program* const program = new Program;
   return program->forkAndExit(7);
@@ -122,6 +147,18 @@ RIG_SCENARIO(exitsInAForkedChild) {
 // The thread may be waiting for just the lock that the exiting thread will never give back.
 TEST_F(Exit, InsideACallThatHoldsALockDoesNotWaitForTheCopybackThread) {
   EXPECT_EQ(runScenario("exitsInsideTheDriver").exitStatus, 3); // -SIGALRM: it hung
+}
+
+// From its making to the server's answer, a segment is there for whoever knows its number.
+TEST_F(Exit, WhileASegmentChangesHandsRemovesIt) {
+  for (const char* call : {"shmat", "XShmAttach"}) {
+    ScenarioOptions options;
+    options.environment["RIG_CALL"] = call;
+    const ScenarioResult result = runScenario("exitsWhileASegmentChangesHands", options);
+    EXPECT_EQ(result.exitStatus, 5) << call;
+    EXPECT_EQ(result.out, "1") << call;
+    EXPECT_TRUE(sharedSegmentsOf(result.process).empty()) << call;
+  }
 }
 
 // No thread state is made any more, and the driver answers for every name.

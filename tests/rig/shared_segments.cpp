@@ -1,11 +1,11 @@
-#include "endtoend/shared_segments.h"
+#include "rig/shared_segments.h"
 
 #include <fstream>
 #include <ios>
 #include <sstream>
 #include <string>
 
-namespace zol::endtoend {
+namespace zol::rig {
 
 std::vector<int> sharedSegmentsOf(pid_t process) {
   std::ifstream stream("/proc/sysvipc/shm");
@@ -23,4 +23,4 @@ std::vector<int> sharedSegmentsOf(pid_t process) {
   return permissions;
 }
 
-} // namespace zol::endtoend
+} // namespace zol::rig
