@@ -39,9 +39,11 @@ calls_table() {
     awk -v name="${row%%|*}" -v text="${row#*|}" -v divisor="$divisor" -v digits="$digits" '
       function shown(value) { return sprintf("%.*f", digits, value / divisor) }
       $1 == name {
+        found = 1
         printf "| %s | %s | %s | %s | %s to %s | %.2f |\n", text,
           shown($2), shown($3), shown($4), shown($5), shown($6), $2 / $3
-      }' "$scratch/calls"
+      }
+      END { exit !found }' "$scratch/calls" || fail "no figure of '${row%%|*}'"
   done
 }
 

@@ -1,4 +1,4 @@
-// The programs that scripts/bench runs, straight on an X server: what they print is what happened.
+// The programs that scripts/bench runs: what they print is what happened.
 
 #include "bench/statistics.h"
 #include "bench/turn_process.h"
@@ -33,6 +33,32 @@ protected:
 };
 
 std::unique_ptr<tools::DisplayServer> BenchPrograms::server_;
+
+// The library above a driver of the test's choice.
+class BenchCalls : public testing::Test {
+protected:
+  Outcome bench(const std::string& driver, std::vector<std::string> options) {
+    local_ = start({"--vendor-names", driver});
+    app_ = start({"--gl-display", local_->name()});
+    options.insert(options.begin(), ZOL_PROGRAM_FOLDER "/zol-bench-calls");
+    return run(std::move(options), {{"DISPLAY", app_->name()},
+                                    {"LD_LIBRARY_PATH", ZOL_LIBRARY_FOLDERS},
+                                    {"ZOL_NULL_FBCONFIGS", "40"},
+                                    {"ZOL_GL_USER_CONFDIR", "/nonexistent"}});
+  }
+
+private:
+  static std::unique_ptr<tools::DisplayServer> start(const std::vector<std::string>& options) {
+    std::vector<std::string> command{ZOL_XZOL, "--geometry", "640x480"};
+    command.insert(command.end(), options.begin(), options.end());
+    std::string error;
+    auto server = tools::DisplayServer::start(std::move(command), &error);
+    if (!server) throw std::runtime_error(error);
+    return server;
+  }
+
+  std::unique_ptr<tools::DisplayServer> local_, app_;
+};
 
 std::string field(const std::string& name, const std::string& line) {
   std::smatch match;
@@ -111,6 +137,32 @@ TEST_F(BenchPrograms, AProcessThatDoesNotExistIsNamed) {
   const Outcome outcome = bench("scene", {"--seconds", "0.01", "--process", kNoProcess});
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.err, "zol-bench-scene: there is no process 4194305\n");
+}
+
+TEST_F(BenchCalls, EachIsALineOfFigures) {
+  const Outcome outcome = bench("zolnull", {"--rounds", "1", "--visuals", "20", "calls"});
+  ASSERT_EQ(outcome.status, 0) << outcome.err;
+  EXPECT_EQ(outcome.err, "");
+  EXPECT_TRUE(std::regex_match(outcome.out, std::regex("([A-Za-z-]+( -?[0-9]+\\.[0-9]){5}\n)+")))
+      << outcome.out;
+  EXPECT_NE(outcome.out.find("\nglFlush-front "), std::string::npos) << outcome.out;
+}
+
+TEST_F(BenchCalls, MoreVisualsThanTheDisplayHasAreRefused) {
+  const Outcome outcome = bench("zolnull", {"--visuals", "100000", "frame"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_TRUE(std::regex_match(
+      outcome.err, std::regex("zol-bench-calls: the application display has [0-9]+ visuals\n")))
+      << outcome.err;
+}
+
+TEST_F(BenchCalls, AboveAnotherDriverAreRefused) {
+  const Outcome outcome = bench("mesa", {"frame"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_NE(outcome.err.find("the library has another driver than the null driver\n"),
+            std::string::npos)
+      << outcome.err;
 }
 
 } // namespace zol::test
