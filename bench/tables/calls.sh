@@ -83,7 +83,7 @@ END
   for count in 1 2 4 8 16; do echo "threads-$count|$count"; done |
     calls_table "frame in each of several threads, processor µs" 1000 2
   echo
-  statistics "$scratch/visual-map" 2 | awk -v rounds="$rounds" '{
+  statistics 2 <"$scratch/visual-map" | awk -v rounds="$rounds" '{
     printf "The visual map of 200 visuals and 800 FBConfigs is built in %.1f ms (%.1f to %.1f of %d).\n",
       $1 / 1e6, $2 / 1e6, $3 / 1e6, rounds }'
 }
