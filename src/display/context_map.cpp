@@ -4,6 +4,8 @@
 #include "foundation/log_values.h"
 #include "visual/visual_map.h"
 
+#include <memory>
+#include <new>
 #include <utility>
 
 using zol::MutexLock;
@@ -26,17 +28,20 @@ ContextInfo* findContext(GLXContext context) {
 
 void addToContextMap(Display* dpy, GLXContext context, zol::gl::LocalVisualInfo* lvi,
                      GLXFBConfig fbconfig) {
-  auto* const info = new ContextInfo;
+  auto info = std::make_unique<ContextInfo>();
   info->appDisplay = dpy;
   info->context = context;
   info->lvi = lvi;
   info->fbconfig = fbconfig;
   info->drawBuffer = lvi->doubleBuffered != 0 ? GL_BACK : GL_FRONT;
 
-  MutexLock lock(getContextMutex());
-  const ContextInfo* const replaced = std::exchange((*getContextMap())[context], info);
-  lock.unlock();
-  delete replaced;
+  std::unique_ptr<const ContextInfo> replaced;
+  {
+    const MutexLock lock(getContextMutex());
+    ContextInfo*& entry = (*getContextMap())[context];
+    if (getContextMap()->find(context) == nullptr) throw std::bad_alloc();
+    replaced.reset(std::exchange(entry, info.release()));
+  }
   ZOLGL_DEBUG("added context %x to the map.", zol::hex32(context));
 }
 
