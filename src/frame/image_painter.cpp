@@ -9,7 +9,9 @@
 #include <X11/Xutil.h>
 
 #include <atomic>
+#include <cstddef>
 #include <cstdlib>
+#include <new>
 #include <sys/ipc.h>
 #include <sys/shm.h>
 
@@ -35,9 +37,11 @@ private:
   bool installed = true;
 };
 
-// Held while a painter gives up its resources and while their connection is closed.
+// Held while a painter gives up its resources and while their connection is closed. Destructors
+// ask for it, so it takes no memory that might not be there.
 zol::Mutex* connectionMutex() {
-  static auto* const mutex = new zol::Mutex(false);
+  alignas(zol::Mutex) static std::byte room[sizeof(zol::Mutex)];
+  static auto* const mutex = new (room) zol::Mutex(false);
   return mutex;
 }
 Display* closedConnection = nullptr; // guarded by connectionMutex()

@@ -397,7 +397,7 @@ TEST_F(Shortage, OfFilesIsAFailureOfTheCallThatNeedsThem) {
 // C++ runtime's are not among them.
 TEST_F(Shortage, OfMemoryIsAFailureOfTheCallThatNeedsIt) {
   const std::vector<int> allocations =
-      kStaysLoaded ? std::vector<int>{3, 15, 17, 21, 23, 43, 110, 321, 721, 821}
+      kStaysLoaded ? std::vector<int>{3, 15, 17, 21, 23, 43, 110, 321, 721, 817, 821, 825}
                    : std::vector<int>{3, 20, 43, 110, 121, 321, 721, 915, 917, 919, 921};
   int failed = 0;
   for (const int first : allocations)
