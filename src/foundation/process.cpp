@@ -20,5 +20,6 @@ void zolGetCurrentProcessName(char* buffer, unsigned size) {
     read = std::fgets(buffer, static_cast<int>(size), file) && buffer[0];
     std::fclose(file);
   }
-  if (!read && size > 7) std::strcpy(buffer, "Unknown");
+  constexpr char kUnknown[] = "Unknown";
+  if (!read && size >= sizeof kUnknown) std::memcpy(buffer, kUnknown, sizeof kUnknown);
 }
