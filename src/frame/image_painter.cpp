@@ -231,7 +231,7 @@ bool XImagePainter::makePlainImage(const char* origin, const XVisualInfo& info, 
     std::free(data);
     return true;
   }
-  XInitImage(image);
+  XInitImage(image); // NOLINT(clang-analyzer-unix.Malloc): the data are the image's now
   ZOLGL_LOG_AS(origin, DEBUG, "size: %d x %d, depth: %d, bytes per line: %d", image->width,
                image->height, info.depth, image->bytes_per_line);
   return holdsFrame(origin);
