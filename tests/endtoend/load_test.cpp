@@ -81,6 +81,11 @@ TEST_P(Load, OfThreadsWithConnectionsHasNoErrors) {
   expectWell();
 }
 
+TEST_P(Load, OfThreadsWithConnectionsLeavesNothingWhereLocalDisplaysAreClosed) {
+  start({{"ZOL_GL_UNSET_LOCAL_DISPLAY", "1"}});
+  expectFlat(3, 6, [](PictureProgram& program) { turnConnectedThreads(program, 8); });
+}
+
 // A thread's first context, here one made by the library, is left when the thread ends.
 TEST_P(Load, OfAContextHandedFromThreadToThreadLeavesNothing) {
   start(kMayLeak);

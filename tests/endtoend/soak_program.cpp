@@ -62,6 +62,7 @@ struct Load {
   // What the library keeps on purpose, for as long as the program runs, on its own side and on the
   // local display's.
   const char* kept = nullptr;
+  Environment settings = {}; // of the program
 };
 
 constexpr int kPrograms = 16, kWindows = 64, kThreads = 32, kHands = 4, kFrames = 100;
@@ -114,6 +115,14 @@ const Load kLoads[] = {
     {"connections", "the same, each with a connection of its own, whose local display stays",
      kThreads, nothing, [](PictureProgram& program) { turnConnectedThreads(program, kThreads); },
      nullptr, "local displays"},
+    {"unset",
+     "the same with unset-local-display, where it does not stay",
+     kThreads,
+     nothing,
+     [](PictureProgram& program) { turnConnectedThreads(program, kThreads); },
+     nullptr,
+     nullptr,
+     {{"ZOL_GL_UNSET_LOCAL_DISPLAY", "1"}}},
     {"contexts", "a context handed from thread to thread, of four", kHands,
      [](PictureProgram& program) { makeHandedContext(program, kHands); },
      [](PictureProgram& program) { handContextOn(program, kHands); }},
@@ -195,7 +204,7 @@ public:
     const Folder folder;
     std::optional<PictureProgram> program;
     if (load.turn != nullptr) {
-      program.emplace(folder, application_->name(), kQuiet);
+      program.emplace(folder, application_->name(), joined(kQuiet, load.settings));
       load.prepare(*program);
     }
     PictureProgram* const busy = program ? &*program : nullptr;
@@ -269,7 +278,7 @@ int run(const Options& options) {
   if (options.help) {
     std::fputs(kHelp, stdout);
     for (const Load& load : kLoads)
-      std::printf("  %-9s  %s\n", load.name, load.description);
+      std::printf("  %-11s  %s\n", load.name, load.description);
     return 0;
   }
   for (const int signal : {SIGINT, SIGTERM, SIGHUP})
