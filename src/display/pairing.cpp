@@ -12,6 +12,7 @@
 #include "visual/local_fbconfig.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <utility>
@@ -80,6 +81,11 @@ zol::Mutex* setupMutex() {
   return mutex;
 }
 
+Display* forgetSecondConnection(TSD* tsd) {
+  tsd->extCodes = nullptr;
+  return std::exchange(tsd->appdpy2, nullptr);
+}
+
 // Finds ZOL-V1 on the thread's second connection, or ends the process.
 void initialiseExtension(TSD* tsd, const char* label) {
   Bool present = False;
@@ -126,7 +132,9 @@ static const char* getLocalDisplayName(TSD* tsd) {
     ZOLGL_ERROR("The local 3D accelerated X display is not specified. Using default display "
                 "(:0.0).");
     return ":0.0"; // nobody to ask; threads that can ask still decide
-  } else if (XZolExtGetGLDisplay(tsd->appdpy2, tsd->extCodes, &name) == 0) {
+  } else if (errno = 0; XZolExtGetGLDisplay(tsd->appdpy2, tsd->extCodes, &name) == 0) {
+    // Nothing may be asked on that connection any more: the next call opens another.
+    if (errno == ENOMEM) forgetSecondConnection(tsd);
     ZOLGL_ERROR("The local 3D accelerated X display is not specified. Using default display "
                 "(:0.0).");
     std::free(name);
@@ -160,11 +168,11 @@ bool _setupAppDisplay(Display* dpy, TSD* tsd) {
   if (tsd->extCodes == nullptr) initialiseExtension(tsd, __PRETTY_FUNCTION__);
 
   Display* const local = _getLocalDisplay(tsd);
+  if (tsd->appdpy2 == nullptr) return false; // lost while it was asked for the name
   if (local != nullptr && zolIsSameXDisplay(dpy, local)) {
     ZOLGL_ERROR("Local display is the same as the application display.");
     // Closed again, so that the thread's next attempt comes by here too and fails the same way.
-    XCloseDisplay(std::exchange(tsd->appdpy2, nullptr));
-    tsd->extCodes = nullptr;
+    XCloseDisplay(forgetSecondConnection(tsd));
     return false;
   }
   // Without a local display this succeeds too: the caller's own look-up is the one that fails.

@@ -2,6 +2,7 @@
 
 #include <X11/Xlibint.h>
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -134,7 +135,10 @@ int XZolExtGetGLDisplay(Display* dpy, XExtCodes* codes, char** name) {
   }
   if (reply.nameLength != 0) {
     char* const buffer = static_cast<char*>(std::malloc(std::size_t{reply.nameLength} + 1));
-    if (buffer == nullptr) return 0; // the pending data is deliberately not read
+    if (buffer == nullptr) { // the pending data is deliberately not read
+      errno = ENOMEM;
+      return 0;
+    }
     exchange.read(buffer, static_cast<long>(reply.nameLength));
     buffer[reply.nameLength] = '\0';
     *name = buffer;

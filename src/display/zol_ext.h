@@ -19,5 +19,7 @@ int XZolExtGetWindowInfo(Display* dpy, XExtCodes* codes, Window window, Bool* vi
 
 // The name of the local display that the server wants its clients to render on. Returns the
 // server's status, 0 on failure. *name is a malloc'ed string, the caller's; untouched when the
-// server gives an empty name.
+// server gives an empty name. errno is ENOMEM when there was no memory for the name: the rest of
+// the answer is unread then, and Xlib aborts the program at the next request on the connection, be
+// it the one that closes it.
 int XZolExtGetGLDisplay(Display* dpy, XExtCodes* codes, char** name);

@@ -15,6 +15,9 @@ public:
 
   Display* get() const { return display_; } // null when it could not be opened
 
+  // Leaves it open for good: nothing may be asked on it any more, not even to close it.
+  void abandon() { display_ = nullptr; }
+
 private:
   Display* display_;
 };

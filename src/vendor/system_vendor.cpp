@@ -13,6 +13,7 @@
 #include <xcb/glx.h>
 #include <xcb/xcb.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -39,7 +40,7 @@ using CString = std::unique_ptr<char, FreeDeleter>;
 std::optional<CString> chooseLocalDisplayName(const char* label) {
   if (const char* configured = zol::conf::settings().glDisplay) return CString(strdup(configured));
 
-  const ProbeConnection connection(nullptr);
+  ProbeConnection connection(nullptr);
   Display* const appDisplay = connection.get();
   if (appDisplay == nullptr) {
     ZOLGL_LOG_AS(label, ERROR, "Could not open Application display");
@@ -47,7 +48,9 @@ std::optional<CString> chooseLocalDisplayName(const char* label) {
   }
   char* name = nullptr;
   XExtCodes* const codes = XInitExtension(appDisplay, ZOL_EXT_NAME);
+  errno = 0;
   if (codes == nullptr || XZolExtGetGLDisplay(appDisplay, codes, &name) == 0) {
+    if (errno == ENOMEM) connection.abandon();
     ZOLGL_LOG_AS(label, WARNING,
                  "The local 3D accelerated X display is not specified. Using default "
                  "display (:0.0).");

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -201,8 +202,10 @@ TEST_F(ZolExt, LeavesAnEmptyNameToTheCaller) {
 TEST_F(ZolExt, ReadsNoNameThatFindsNoMemory) {
   open();
   mallocFails = true;
+  errno = 0;
   const int status = askName();
   mallocFails = false;
+  EXPECT_EQ(errno, ENOMEM);
   EXPECT_EQ(status, 0);
   EXPECT_EQ(name_, untouched_);
   EXPECT_EQ(syncHandlers, 1);

@@ -1,8 +1,8 @@
 // Loaded before a program, it makes calls that the vendor library makes fail, as where memory,
 // shared memory or threads have run out. The variable ZOLTEST_FAIL says which: "NAME" all of them,
 // "NAME FIRST COUNT" as many from that one on. NAME is a function, "memory" (every way to
-// allocate), "dlopen:FILE", or a function that the library looks up while it runs. How many calls
-// there were is said on standard error at the end when COUNT is 0.
+// allocate), "malloc:BYTES", "dlopen:FILE", or a function that the library looks up while it runs.
+// How many calls there were is said on standard error at the end when COUNT is 0.
 #include <X11/Xlib.h>
 #include <X11/extensions/XShm.h>
 
@@ -33,11 +33,14 @@ extern void* ALLOCATOR(realloc)(void*, size_t);
 static char wanted[64];
 static int first = 1;
 static int count = 1 << 30;
+static size_t wantedSize;
 static atomic_int calls;
 
 __attribute__((constructor)) static void readWish(void) {
   const char* const wish = getenv("ZOLTEST_FAIL");
-  if (wish != NULL) sscanf(wish, "%63s %d %d", wanted, &first, &count);
+  if (wish == NULL) return;
+  sscanf(wish, "%63s %d %d", wanted, &first, &count);
+  sscanf(wanted, "malloc:%zu", &wantedSize);
 }
 
 __attribute__((destructor)) static void report(void) {
@@ -119,7 +122,10 @@ static void* noMemory(void) {
 }
 
 EXPORTED void* malloc(size_t size) {
-  return FAILS("memory") ? noMemory() : ALLOCATOR(malloc)(size);
+  if (FAILS("memory")) return noMemory();
+  if (size == wantedSize && isVendorLibrary(__builtin_return_address(0)) && counts())
+    return noMemory();
+  return ALLOCATOR(malloc)(size);
 }
 
 EXPORTED void* calloc(size_t number, size_t size) {
@@ -168,5 +174,9 @@ EXPORTED Bool XShmAttach(Display* display, XShmSegmentInfo* segment) {
 // Xlib ----------------------------------------------------------------------------------------
 
 EXPORTED Display* XOpenDisplay(const char* name) {
-  return FAILS("XOpenDisplay") ? NULL : NEXT(XOpenDisplay)(name);
+  if (FAILS("XOpenDisplay")) return NULL;
+  // The library's default: it may be anybody's.
+  if (name != NULL && strcmp(name, ":0.0") == 0 && isVendorLibrary(__builtin_return_address(0)))
+    return NULL;
+  return NEXT(XOpenDisplay)(name);
 }

@@ -405,6 +405,27 @@ TEST_F(Shortage, OfMemoryIsAFailureOfTheCallThatNeedsIt) {
   EXPECT_GT(failed, 0) << "no allocation of weight among them";
 }
 
+// The answer stays unread, at the start and when the first context is made: no more is asked on
+// that connection.
+TEST_F(Shortage, OfMemoryForTheNameOfTheLocalDisplayCostsTheConnection) {
+  // A name of a length that nothing else has.
+  const std::string name = ":" + std::string(50, '0') + localDisplay().substr(1);
+  const VictimServer app({"--gl-display", name});
+  for (const int first : {1, 2}) {
+    const std::string wish =
+        "malloc:" + std::to_string(name.size() + 1) + " " + std::to_string(first) + " 1";
+    PictureProgram program(folder_, app.name(),
+                           {{"LD_PRELOAD", ZOL_FAILING_CALLS}, {"ZOLTEST_FAIL", wish}});
+    for (const char* step : {"window first 64 48 24 double 0 0", "end-thread"})
+      program.tell(step, 1);
+    tellAll(program);
+    program.closeInput();
+    program.readRest();
+    EXPECT_EQ(program.wait(), 0) << wish << "\n" << program.errors();
+    EXPECT_TRUE(hasLine(rig::texts(program.log().all()), "<any>Using default display (:0.0)."));
+  }
+}
+
 // Minutes: scripts/faults asks for it.
 TEST_F(Shortage, DISABLED_OfMemoryAtEveryAllocation) {
   PictureProgram counting(folder_, appDisplay(), failing("memory 0 0"));
