@@ -34,7 +34,8 @@ swap a window through the library, which delivers 30 frames a second ("swap") or
 one ("swap-undelivered"). Only the swap is timed, in the thread that makes it, after
 the drawing has been finished. Prints a line for each: the median microseconds of a
 swap and their ratio to the floor's in the same round, as median, lowest and highest;
-then the same of the time that the thread was running.
+then the same of the time that the thread was running, and of the longest swap of a
+turn.
 
   --local-display NAME  where frames are rendered
   --app-display NAME    the display of the windows
@@ -141,7 +142,7 @@ Cost swapFor(Frame& frame, double seconds) {
     elapsed.push_back((now - before) * 1e6);
     running.push_back((secondsOf(CLOCK_THREAD_CPUTIME_ID) - runningBefore) * 1e6);
   }
-  return {median(elapsed), median(running)};
+  return {median(elapsed), median(running), quantile(elapsed, 1)};
 }
 
 using Environment = std::vector<std::pair<const char*, std::string>>;
@@ -163,7 +164,7 @@ struct Contestant {
 
   void print(const Contestant& floor) const {
     printf("%s", name);
-    for (const auto measured : {&Cost::elapsed, &Cost::running}) {
+    for (const auto measured : {&Cost::elapsed, &Cost::running, &Cost::longest}) {
       std::vector<double> values;
       std::vector<double> ratios;
       for (size_t i = 0; i < costs.size(); ++i) {

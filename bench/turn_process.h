@@ -7,10 +7,11 @@
 
 namespace zol::bench {
 
-// Of one turn, in microseconds.
+// Of what was done in one turn, in microseconds: medians, and the longest.
 struct Cost {
   double elapsed = 0;
   double running = 0; // of the thread that is measured
+  double longest = 0;
 };
 
 // A process of its own that works when it is told to, one turn after the other, and rests between:

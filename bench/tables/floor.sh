@@ -22,16 +22,24 @@ measure_floor() {
   done
 }
 
+declare -A contestant_names=(
+  [floor]="the driver's calls"
+  [swap]="a swap"
+  [swap-undelivered]="a swap, undelivered"
+)
+
 print_floor() {
-  local size row
-  echo "| readback | size | floor, µs | swap, µs | ratio | lowest to highest | undelivered, ratio" \
-    "| floor, µs running | swap, µs running | ratio | lowest to highest | undelivered, ratio |"
-  echo "|---|---|--:|--:|--:|--:|--:|--:|--:|--:|--:|--:|"
+  local size row contestant figures
+  echo "| readback | size | what | µs | of the calls | lowest to highest | running, µs | of the calls" \
+    "| lowest to highest | longest of a turn, µs |"
+  echo "|---|---|---|--:|--:|--:|--:|--:|--:|--:|"
   for row in "${floor_readbacks[@]}"; do
     for size in "${sizes[@]}"; do
-      paste -sd' ' "$scratch/floor.${row#*|}.$size" | awk -v first="${row#*|} | $size" '{
-        printf "| %s | %.0f | %.0f | %.2f | %.2f to %.2f | %.2f | %.0f | %.0f | %.2f | %.2f to %.2f | %.2f |\n",
-          first, $2, $11, $12, $13, $14, $21, $6, $15, $16, $17, $18, $25 }'
+      while read -r contestant figures; do
+        awk -v first="${row#*|} | $size | ${contestant_names[$contestant]}" '{
+          printf "| %s | %.0f | %.2f | %.2f to %.2f | %.0f | %.2f | %.2f to %.2f | %.0f |\n",
+            first, $1, $2, $3, $4, $5, $6, $7, $8, $9 }' <<<"$figures"
+      done <"$scratch/floor.${row#*|}.$size"
     done
   done
 }

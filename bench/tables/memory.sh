@@ -28,12 +28,12 @@ measure_memory() {
 print_memory() {
   local size way figures
   echo "| size | way | program with one window, MiB | shared, MiB | each further window: program, MiB | shared, MiB" \
-    "| local X server, MiB | application X server, MiB |"
+    "| local X server, KiB | application X server, KiB |"
   echo "|---|---|--:|--:|--:|--:|--:|--:|"
   while read -r size way figures; do
     awk -v first="$size | ${way_names[$way]}" -v more="$((memory_windows[1] - memory_windows[0]))" '
       function each(column) { return ($(column + 6) - $column) / more / 1024 }
-      { printf "| %s | %.1f | %.1f | %.1f | %.1f | %.2f | %.2f |\n",
-          first, $1 / 1024, $2 / 1024, each(1), each(2), each(3), each(5) }' <<<"$figures"
+      { printf "| %s | %.1f | %.1f | %.1f | %.1f | %d | %d |\n",
+          first, $1 / 1024, $2 / 1024, each(1), each(2), 1024 * each(3), 1024 * each(5) }' <<<"$figures"
   done <"$scratch/memory"
 }
