@@ -1,15 +1,16 @@
 # shellcheck shell=bash
 delay_heading="From the swap to the window"
 
-# delays WAY SIZE: median and 95th percentile, of frames that follow each other freely and of single
-# ones.
+# delays WAY RATE SIZE: after these words, median and 95th percentile, of single frames and of frames
+# that follow each other freely. A rate of 0 is none.
 delays() {
   local how line
-  for how in "" --one-at-a-time; do
+  echo "$*"
+  for how in --one-at-a-time ""; do
     # shellcheck disable=SC2086 # no option is none
-    line=$(checked "$1" zol-bench-delivery --seconds "$seconds" --size "$2" $how)
+    line=$(checked "$1" zol-bench-delivery --seconds "$seconds" --size "$3" $how)
     fields "$line" delay_ms delay95_ms
-  done | paste -sd' '
+  done
 }
 
 measure_delay() {
@@ -18,21 +19,21 @@ measure_delay() {
   for size in "${sizes[@]}"; do
     say "delay at $size"
     for rate in "${rates[@]}"; do
-      echo "$size through $rate $(ZOL_GL_COPYBACK_FRAME_RATE=$rate delays through "$size")"
+      ZOL_GL_COPYBACK_FRAME_RATE=$rate delays through "$rate" "$size" | paste -sd' '
     done
-    for way in straight unaided; do echo "$size $way 0 $(delays "$way" "$size")"; done
+    for way in straight unaided; do delays "$way" 0 "$size" | paste -sd' '; done
   done >"$scratch/delay"
 }
 
 print_delay() {
-  local size way rate figures interval
+  local way figures
   echo "| size | way | interval of the pacing, ms | single frames, median ms | 95 % within, ms" \
     "| running free, median ms | 95 % within, ms |"
   echo "|---|---|--:|--:|--:|--:|--:|"
-  while read -r size way rate figures; do
-    interval=-
-    [ "$rate" = 0 ] || interval=$(awk -v rate="$rate" 'BEGIN { printf "%.1f", 1000 / rate }')
-    awk -v first="$size | ${way_names[$way]} | $interval" '{
-      printf "| %s | %.1f | %.1f | %.1f | %.1f |\n", first, $3, $4, $1, $2 }' <<<"$figures"
+  while read -r way figures; do
+    awk -v way="${way_names[$way]}" '{
+      interval = $1 ? sprintf("%.1f", 1000 / $1) : "-"
+      printf "| %s | %s | %s | %.1f | %.1f | %.1f | %.1f |\n", $2, way, interval, $3, $4, $5, $6 }' \
+      <<<"$figures"
   done <"$scratch/delay"
 }
