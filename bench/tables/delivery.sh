@@ -12,7 +12,7 @@ delivered_windows=(
 delivered() {
   local line
   say "delivered to $3 at $4, ${way_names[$1]}, rate $2"
-  line=$(checked "$1" zol-bench-delivery --seconds "$((2 * seconds))" --size "$4" --windows "$3")
+  line=$(checked "$1" zol-bench-delivery --seconds "$(longer 2)" --size "$4" --windows "$3")
   echo "$* $(fields "$line" produced_fps reached_fps fewest_fps)" >>"$scratch/delivery"
 }
 

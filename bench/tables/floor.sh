@@ -15,7 +15,7 @@ measure_floor() {
       say "floor at $size, ${row#*|}"
       # shellcheck disable=SC2086 # no option is none
       LD_LIBRARY_PATH=$lib "$bin/zol-bench-floor" --local-display "$local_display" \
-        --app-display "$app_display" --size "$size" --seconds "$((2 * seconds))" ${row%%|*} \
+        --app-display "$app_display" --size "$size" --seconds "$(longer 2)" ${row%%|*} \
         >"$scratch/floor.${row#*|}.$size" 2>"$scratch/errors" ||
         fail "zol-bench-floor failed: $(tail -n 3 "$scratch/errors")"
     done

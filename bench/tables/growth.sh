@@ -38,7 +38,7 @@ grown() {
 
 measure_growth() {
   local row what options numbers number way
-  growth_seconds=$(awk -v seconds="$seconds" 'BEGIN { print seconds / 2 }')
+  growth_seconds=$(longer 0.5)
   need_displays
   for row in "${growth_rows[@]}"; do
     IFS='|' read -r what options numbers <<<"$row"
