@@ -232,11 +232,11 @@ void measureIdleWindows(const CallRig& rig, int rounds) {
 // processor time: how long they wait for a processor says nothing of the library.
 void measureThreads(const CallRig& rig, int rounds) {
   constexpr int kFrames = 50;
-  for (const int count : {1, 2, 4, 8, 16}) {
+  for (const unsigned count : {1u, 2u, 4u, 8u, 16u}) {
     std::atomic<double> ours{0}, floor{0};
     PairedTimes times;
     std::barrier together(count, [&]() noexcept {});
-    const auto work = [&](int index) {
+    const auto work = [&](unsigned index) {
       const Window window = rig.createWindow();
       rig.makeCurrent(window, rig.createContext());
       const auto swap = GL_OF(rig.ours(), glXSwapBuffers);
@@ -261,7 +261,8 @@ void measureThreads(const CallRig& rig, int rounds) {
       GL_OF(rig.ours(), glXMakeCurrent)(rig.display(), None, nullptr);
     };
     std::vector<std::thread> threads;
-    for (int i = 0; i < count; ++i)
+    threads.reserve(count);
+    for (unsigned i = 0; i < count; ++i)
       threads.emplace_back(work, i);
     for (std::thread& thread : threads)
       thread.join();
