@@ -190,9 +190,7 @@ private:
   static constexpr size_t BUCKETS = 128;
 
   static Node* node(Link* link) { return static_cast<Node*>(link); }
-  Link* bucketOf(K key) const {
-    return buckets ? &buckets[Hasher()(key) % BUCKETS] : nullptr;
-  }
+  Link* bucketOf(K key) const { return buckets ? &buckets[Hasher()(key) % BUCKETS] : nullptr; }
   void remove(Node* old) {
     old->previous->next = old->next;
     old->next->previous = old->previous;
