@@ -113,6 +113,12 @@ void CopybackThread::svc() {
   while (!owner_->checkStop())
     owner_->doCopyback(connection.get(), codes);
   ZOLGL_DEBUG("DONE");
+  // Xlib's own end may come before that of its connection: it stays as it is.
+  if (leftAlone_) awaited_.P();
+}
+
+void CopybackThread::decideOnJoin() {
+  leftAlone_ = Mutex::heldByThisThread() != 0;
 }
 
 // An X server that does not answer must not keep the program from ending.
@@ -124,15 +130,15 @@ bool CopybackThread::endsInTime() const {
 
 void CopybackThread::join() {
   ZOLGL_DEBUG("START");
-  // A program may exit inside a call that holds one of our locks, on an X error for instance; the
-  // thread may be waiting for just that lock and would never end.
-  if (started() && Mutex::heldByThisThread() == 0) {
+  if (started() && !leftAlone_) {
     begun_.P();
     begun_.V();
     if (endsInTime())
       joinRunning([this] { awaited_.V(); });
-    else
+    else {
+      leftAlone_ = true;
       ZOLGL_WARNING("The copyback thread waits for an X server, not joining it");
+    }
   }
   ZOLGL_DEBUG("DONE");
 }
@@ -163,6 +169,7 @@ void Copyback::stop() {
     ZOLGL_DEBUG("DONE");
     return;
   }
+  thread.decideOnJoin();
   {
     const MutexLock lock(stopMutex);
     stopRequested = true;

@@ -20,6 +20,10 @@ class CopybackThread : public Thread<CopybackThread> {
 public:
   explicit CopybackThread(Copyback* owner); // starts the thread
   void svc();
+  // Before the thread is told to stop. A program may exit inside a call that holds one of our
+  // locks, on an X error for instance; the thread may be waiting for just that lock and would never
+  // end.
+  void decideOnJoin();
   void join();
 
 private:
@@ -29,7 +33,8 @@ private:
 
   Copyback* const owner_;
   Semaphore begun_{0}; // up once the thread runs: a join that comes too early waits for it
-  std::atomic<bool> ended_{false}; // nothing is left to do but to be joined
+  std::atomic<bool> ended_{false};     // nothing is left to do but to be joined
+  std::atomic<bool> leftAlone_{false}; // the program ends without waiting for the thread
   Semaphore awaited_{0}; // up once a join waits: the thread that was stopped does not end before
 };
 

@@ -99,7 +99,8 @@ Environment oneHeap() {
 }
 
 long memoryAtDiscretion(long before) {
-#ifdef __SANITIZE_THREAD__ // which keeps a record of each thread and of the last accesses to memory
+// The sanitizers keep a record of each thread that there was and of what it did.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
   constexpr long kShare = 4;
 #else
   constexpr long kShare = 20;
