@@ -82,6 +82,13 @@ void beginReports(Command& command, std::optional<FrameRateReports>& reports) {
   command.environment["ZOL_GL_LOG_DIR"] = reports->folder().string();
 }
 
+// A swap waits for the renderer, and without a GPU that is the processor: it takes as long as the
+// frame, during which no other thread could use the local display.
+void finishBeforeSwap(Command& command) {
+  constexpr char variable[] = "ZOL_GL_FINISH_BEFORE_SWAP";
+  if (settingOf(command, variable).empty()) command.environment[variable] = "true";
+}
+
 void describe(const ZolrunOptions& options, const Command& command) {
   if (!options.verbose) return;
   for (const auto& [name, value] : command.environment)
@@ -146,6 +153,7 @@ int runHeadless(const ZolrunOptions& options) {
     requireLibrary(kSoftLibrary);
     local = startXzol({"--vendor-names", "zolsoft mesa"});
     glDisplay = local->name();
+    finishBeforeSwap(command);
   }
   if (const int signal = signals.pending()) return 128 + signal;
 

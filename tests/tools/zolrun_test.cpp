@@ -401,6 +401,17 @@ TEST(ZolrunHeadless, ANamedGLDisplayTakesThePlaceOfTheSoftwareOne) {
   expectUsed(run(headless(script), {{"ZOL_GL_DISPLAY", gl->name()}}));
 }
 
+TEST(ZolrunHeadless, FramesAreFinishedBeforeTheySwapWhereTheProcessorRenders) {
+  const auto gl = startXzol();
+  const std::string script = "echo ${ZOL_GL_FINISH_BEFORE_SWAP-unset}";
+  EXPECT_EQ(run(headless(script)).out, "true\n");
+  EXPECT_EQ(run(headless(script), {{"ZOL_GL_FINISH_BEFORE_SWAP", "0"}}).out, "0\n");
+  EXPECT_EQ(
+      run(zolrun({"--headless", "--set", "finish-before-swap=false", "sh", "-c", script})).out,
+      "false\n");
+  EXPECT_EQ(run(headless(script), {{"ZOL_GL_DISPLAY", gl->name()}}).out, "unset\n");
+}
+
 // Starts glxgears in a script; a library that was built with a sanitizer needs its runtime first.
 constexpr char kGears[] = "LD_PRELOAD='" ZOL_SANITIZER_RUNTIME "' glxgears >/dev/null 2>&1 & ";
 
