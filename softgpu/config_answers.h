@@ -2,6 +2,7 @@
 
 #include "softgpu/gl_headers.h"
 
+#include <compare>
 #include <cstdint>
 #include <map>
 #include <mutex>
@@ -16,8 +17,16 @@ namespace zol::softgpu {
 // safety: all operations.
 class ConfigAnswers {
 public:
-  // The id of a visual, or an FBConfig; no FBConfig has a visual's small number for its address.
-  using Subject = std::uintptr_t;
+  // The id of a visual with the screen that is asked for it, or an FBConfig, which belongs to one.
+  struct Subject {
+    int screen;
+    std::uintptr_t id;
+    auto operator<=>(const Subject&) const = default;
+  };
+  static Subject visual(const XVisualInfo& info) { return {info.screen, info.visualid}; }
+  static Subject config(GLXFBConfig config) {
+    return {noScreen, reinterpret_cast<std::uintptr_t>(config)};
+  }
 
   // An answer that is known, or the one that driverAnswer(value) gives now.
   template <class Ask>
@@ -30,6 +39,7 @@ public:
   void displayCloses(Display* display);
 
 private:
+  static constexpr int noScreen = -1;
   using Answers = std::vector<std::pair<int, int>>; // attribute and value
 
   bool find(Display* display, Subject subject, int attribute, int* value);

@@ -36,14 +36,14 @@ std::shared_ptr<Pbuffer> pbufferToSwap(Display* display, GLXDrawable drawable) {
 namespace hooks {
 
 int glXGetConfig(Display* display, XVisualInfo* visual, int attribute, int* value) {
-  return configAnswers().get(display, visual->visualid, attribute, value, [=](int* answer) {
-    return driver.glXGetConfig(display, visual, attribute, answer);
-  });
+  return configAnswers().get(
+      display, ConfigAnswers::visual(*visual), attribute, value,
+      [=](int* answer) { return driver.glXGetConfig(display, visual, attribute, answer); });
 }
 
 int glXGetFBConfigAttrib(Display* display, GLXFBConfig config, int attribute, int* value) {
   return configAnswers().get(
-      display, reinterpret_cast<ConfigAnswers::Subject>(config), attribute, value,
+      display, ConfigAnswers::config(config), attribute, value,
       [=](int* answer) { return driver.glXGetFBConfigAttrib(display, config, attribute, answer); });
 }
 

@@ -194,6 +194,29 @@ TEST_F(Lifetime, AnswersAboutConfigurationsEndWithTheConnection) {
   }
 }
 
+TEST_F(Lifetime, AVisualIsAnsweredForOnTheScreenThatIsAsked) {
+  std::string error;
+  const auto other = tools::DisplayServer::start(
+      {"Xvfb", "-screen", "0", "64x64x24", "-screen", "1", "64x64x24"}, &error);
+  ASSERT_NE(other, nullptr) << error;
+  Display* const twoScreens = XOpenDisplay(other->name().c_str());
+  ASSERT_NE(twoScreens, nullptr);
+  int attributes[] = {GLX_RGBA, None};
+  XVisualInfo* const visual = gl.glXChooseVisual(twoScreens, 0, attributes);
+  ASSERT_NE(visual, nullptr);
+  XVisualInfo elsewhere = *visual;
+  elsewhere.screen = 1;
+  int value = -1;
+  EXPECT_EQ(gl.glXGetConfig(twoScreens, &elsewhere, GLX_USE_GL, &value), Success);
+  EXPECT_EQ(value, False);
+  EXPECT_EQ(gl.glXGetConfig(twoScreens, visual, GLX_USE_GL, &value), Success);
+  EXPECT_EQ(value, True);
+  EXPECT_EQ(gl.glXGetConfig(twoScreens, visual, GLX_BUFFER_SIZE, &value), Success);
+  EXPECT_EQ(gl.glXGetConfig(twoScreens, &elsewhere, GLX_BUFFER_SIZE, &value), GLX_BAD_VISUAL);
+  XFree(visual);
+  XCloseDisplay(twoScreens);
+}
+
 TEST_F(Lifetime, ARefusalAboutAConfigurationIsTheDriversOwn) {
   int value = 7;
   for (int i = 0; i < 2; ++i)
