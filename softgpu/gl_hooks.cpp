@@ -3,6 +3,7 @@
 #include "softgpu/hooks.h"
 #include "softgpu/open_queries.h"
 
+#include <atomic>
 #include <type_traits>
 
 namespace zol::softgpu {
@@ -103,15 +104,18 @@ GLint64 bufferParameter(GLenum target, GLenum name) {
   return value;
 }
 
-// Whether the pixel buffer has just the store that it would get.
+// Set once a program may have given a buffer its own memory for a store.
+std::atomic<bool> programsLendMemory = false;
+
+// Whether the pixel buffer has just the store that it would get. An immutable one is of another
+// usage.
 bool hasPixelStore(GLsizeiptr size, GLenum usage) {
   constexpr GLenum target = GL_PIXEL_PACK_BUFFER;
   GLint buffer = 0;
   driver.glGetIntegerv(GL_PIXEL_PACK_BUFFER_BINDING, &buffer);
   return buffer != 0 && bufferParameter(target, GL_BUFFER_SIZE) == size &&
          bufferParameter(target, GL_BUFFER_USAGE) == usage &&
-         !bufferParameter(target, GL_BUFFER_MAPPED) &&
-         !bufferParameter(target, GL_BUFFER_IMMUTABLE_STORAGE);
+         !bufferParameter(target, GL_BUFFER_MAPPED);
 }
 
 // Makes a call that reads from the framebuffer, from where depth and stencil are if it reads them.
@@ -136,9 +140,12 @@ void glBeginQuery(GLenum target, GLuint id) {
 // Who reads frames asks for a fresh store for each, so as not to wait for a graphics card that
 // still writes to the last one. Here the processor writes and nobody waits, but a fresh store costs
 // clearing it and mapping its pages; the old one, whose values are undefined from here on, is as
-// good.
+// good, unless it is the program's own memory, which the program may want back.
 void glBufferData(GLenum target, GLsizeiptr size, const void* data, GLenum usage) {
+  if (target == GL_EXTERNAL_VIRTUAL_MEMORY_BUFFER_AMD)
+    programsLendMemory.store(true, std::memory_order_relaxed);
   if (!data && size > 0 && target == GL_PIXEL_PACK_BUFFER && usage == GL_STREAM_READ &&
+      readsFrontBuffer() && !programsLendMemory.load(std::memory_order_relaxed) &&
       driver.glGetBufferParameteri64v && hasPixelStore(size, usage))
     return;
   driver.glBufferData(target, size, data, usage);

@@ -190,8 +190,10 @@ TEST_F(Frames, ACopyOfTheFrontBufferHoldsItsValuesWhateverItsOrderOfBytes) {
   EXPECT_EQ(gl.glGetError(), GLenum{GL_NO_ERROR});
 }
 
-// A bound pixel pack buffer of one texel that holds `texel`.
+// A bound pixel pack buffer of one texel that holds `texel`, in a context that reads the front
+// buffer.
 void makePixelBuffer(const Texel& texel) {
+  gl.glReadBuffer(GL_FRONT);
   GLuint buffer = 0;
   gl.glGenBuffers(1, &buffer);
   gl.glBindBuffer(GL_PIXEL_PACK_BUFFER, buffer);
@@ -260,9 +262,29 @@ TEST_F(Frames, AStoreThatCannotBeMadeIsAnError) {
   EXPECT_EQ(gl.glGetError(), GLenum{GL_INVALID_OPERATION}) << "between glBegin and glEnd";
 }
 
+TEST_F(Frames, AFreshStoreLetsGoOfTheProgramsOwnMemory) {
+  currentPbuffer();
+  alignas(4096) static uint32_t memory[1024];
+  memory[0] = 0x12345678;
+  GLuint buffer = 0;
+  gl.glGenBuffers(1, &buffer);
+  gl.glBindBuffer(GL_EXTERNAL_VIRTUAL_MEMORY_BUFFER_AMD, buffer);
+  gl.glBufferData(GL_EXTERNAL_VIRTUAL_MEMORY_BUFFER_AMD, sizeof memory, memory, GL_STREAM_READ);
+  const std::string extensions = reinterpret_cast<const char*>(gl.glGetString(GL_EXTENSIONS));
+  const bool lends = extensions.find("GL_AMD_pinned_memory") != std::string::npos;
+  EXPECT_EQ(gl.glGetError() == GL_NO_ERROR, lends);
+  gl.glBindBuffer(GL_PIXEL_PACK_BUFFER, buffer);
+  gl.glReadBuffer(GL_FRONT);
+  gl.glBufferData(GL_PIXEL_PACK_BUFFER, sizeof memory, nullptr, GL_STREAM_READ);
+  gl.glReadPixels(0, 0, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
+  gl.glFinish();
+  EXPECT_EQ(memory[0], 0x12345678U);
+}
+
 TEST_F(Frames, AStoreThatMayNotBeReplacedStays) {
   GLXContext const context = makeContext(3, 3, GLX_CONTEXT_CORE_PROFILE_BIT_ARB);
   currentPbuffer(context);
+  gl.glReadBuffer(GL_FRONT);
   GLuint buffer = 0;
   gl.glGenBuffers(1, &buffer);
   gl.glBindBuffer(GL_PIXEL_PACK_BUFFER, buffer);
