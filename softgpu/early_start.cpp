@@ -12,7 +12,8 @@ namespace {
 constexpr int size = 8; // pixels each way
 
 // What is done to a frame that is read: turned upside down into a texture in the pbuffer's own
-// order of bytes, then transferred.
+// order of bytes, then transferred. A frame whose bytes cannot just be moved is shaded instead, and
+// so is a point here: the smallest thing that has a shader compiled.
 void readFrame() {
   GLuint texture = 0, framebuffer = 0, buffer = 0;
   driver.glGenTextures(1, &texture);
@@ -30,6 +31,10 @@ void readFrame() {
   driver.glBindBuffer(GL_PIXEL_PACK_BUFFER, buffer);
   driver.glBufferData(GL_PIXEL_PACK_BUFFER, size * size * 4, nullptr, GL_STREAM_READ);
   driver.glReadPixels(0, 0, size, size, GL_BGRA, GL_UNSIGNED_BYTE, nullptr);
+
+  driver.glBegin(GL_POINTS);
+  driver.glVertex2f(0, 0);
+  driver.glEnd();
   driver.glFinish();
 }
 

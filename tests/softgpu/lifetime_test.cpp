@@ -1,7 +1,9 @@
 // Pbuffers, contexts and connections that come and go; what the X server hears of it.
 #include "softgpu/fixture.h"
 
+#include <cstdlib>
 #include <fstream>
+#include <iostream>
 #include <sys/resource.h>
 
 namespace zol::softgpu::test {
@@ -247,6 +249,46 @@ TEST_F(Lifetime, AServerWithoutMemoryLeavesThePbufferAsTheDriverMadeIt) {
   fill(green);
   EXPECT_EQ(whole(GL_BACK, w, h), green);
   EXPECT_EQ(gl.glGetError(), GLenum{GL_NO_ERROR});
+}
+
+// A program that registers an exit handler, draws a frame and has it read in the handler, by a blit
+// that shades.
+class ExitHandler : public PbufferTest {
+protected:
+  ExitHandler() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+
+  void drawAndExit(GLXFBConfig of) {
+    makeCurrent(makePbuffer(of, width, height),
+                gl.glXCreateNewContext(display, of, GLX_RGBA_TYPE, nullptr, True));
+    std::atexit(readFrame);
+    gl.glColor3f(0, 1, 0);
+    gl.glRectf(-1, -1, 1, 1);
+    std::exit(0);
+  }
+
+private:
+  static void readFrame() {
+    const GLuint framebuffer = bindTextureFramebuffer();
+    gl.glBindFramebuffer(GL_READ_FRAMEBUFFER, 0);
+    gl.glBlitFramebuffer(0, 0, width, height, 0, 0, width, height, GL_COLOR_BUFFER_BIT, GL_NEAREST);
+    gl.glBindFramebuffer(GL_READ_FRAMEBUFFER, framebuffer);
+    std::cerr << "read " << wholeOfReadBuffer();
+  }
+};
+
+// Whose picture softpipe takes from the X server, which has none.
+TEST_F(ExitHandler, ReadsTheFrameOfASingleBufferedPbuffer) {
+  EXPECT_EXIT(drawAndExit(chooseConfig(false, GLX_ALPHA_SIZE, 8)), testing::ExitedWithCode(0),
+              "read .0 (0|255) 0.");
+}
+
+TEST_F(ExitHandler, ReadsTheFrameOfAPbufferThatIsNotLikeTheFirst) {
+  GLXFBConfig const withAlpha = chooseConfig(true, GLX_ALPHA_SIZE, 8);
+  int alpha = -1;
+  ASSERT_EQ(gl.glXGetFBConfigAttrib(display, config, GLX_ALPHA_SIZE, &alpha), Success);
+  ASSERT_EQ(alpha, 0);
+  EXPECT_EXIT((makePbuffer(withAlpha, width, height), drawAndExit(config)),
+              testing::ExitedWithCode(0), "read .0 255 0.");
 }
 
 } // namespace
