@@ -90,11 +90,15 @@ void Registry::watch(Display* display) {
     if (!watched_.insert(display).second) return;
   }
   XExtCodes* const codes = XAddExtension(display);
-  if (codes)
-    XESetCloseDisplay(display, codes->extension, [](Display* closing, XExtCodes*) {
-      registry().displayCloses(closing);
-      return 0;
-    });
+  if (!codes) {
+    const std::lock_guard lock(mutex_);
+    watched_.erase(display);
+    throw std::bad_alloc();
+  }
+  XESetCloseDisplay(display, codes->extension, [](Display* closing, XExtCodes*) {
+    registry().displayCloses(closing);
+    return 0;
+  });
 }
 
 void Registry::displayCloses(Display* display) {
