@@ -100,6 +100,7 @@ Rig::~Rig() {
   // The library waits for its thread when the process ends.
   outside::letOtherLogs();
   outside::letDeliveriesPass();
+  outside::endOpening(); // the servers go next
   for (Display* const display : displays_)
     XCloseDisplay(display);
 }

@@ -36,6 +36,8 @@ struct State {
   std::map<std::string, std::function<void()>> hooks;
   std::set<std::string> unloadable;
   std::vector<std::string> opened;
+  int opening = 0;
+  bool opensNoMore = false;
   std::vector<Display*> fontsAskedOn;
   std::uint64_t time = 0;
   bool sleepsAreRecorded = false;
@@ -140,6 +142,12 @@ void holdDeliveries() {
   const std::lock_guard guard(state().mutex);
   state().deliveriesAreHeld = true;
   state().passes = 0;
+}
+
+void endOpening() {
+  std::unique_lock lock(state().mutex);
+  state().opensNoMore = true;
+  state().changed.wait(lock, [] { return state().opening == 0; });
 }
 
 bool deliveryIsHeld() {
@@ -270,8 +278,14 @@ ZOL_EXPORTED Display* XOpenDisplay(const char* name) {
   {
     const std::lock_guard guard(state().mutex);
     state().opened.emplace_back(name != nullptr ? name : "(null)");
+    if (fails || state().opensNoMore) return nullptr;
+    ++state().opening;
   }
-  return fails ? nullptr : ZOL_NEXT(XOpenDisplay)(name);
+  Display* const display = ZOL_NEXT(XOpenDisplay)(name);
+  const std::lock_guard guard(state().mutex);
+  --state().opening;
+  state().changed.notify_all();
+  return display;
 }
 
 ZOL_EXPORTED XErrorHandler XSetErrorHandler(XErrorHandler handler) {

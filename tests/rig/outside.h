@@ -24,6 +24,10 @@ void setHook(const std::string& function, std::function<void()> hook);
 // Arguments of the XOpenDisplay calls, "(null)" for a null name.
 std::vector<std::string> openedDisplays();
 
+// From now on none is opened; returns when those that are being opened are. Xlib ends a process
+// whose server goes away in between.
+void endOpening();
+
 // The displays of the XQueryFont calls.
 std::vector<Display*> fontsAskedOn();
 
