@@ -44,20 +44,90 @@ std::vector<Holder>::iterator findHolder(Predicate matches) {
   return std::find_if(holders().begin(), holders().end(), matches);
 }
 
-// Hold the map mutex.
-void hold(const void* holder, Display* appdpy) {
-  const auto known = findHolder([=](const Holder& candidate) {
-    return candidate.holder == holder && candidate.appdpy == appdpy;
-  });
-  if (known == holders().end()) holders().push_back({holder, appdpy, false});
-}
-
 // Whether the end of the local display has to wait; it is made up for then. Hold the map mutex.
 bool isHeld(Display* appdpy) {
   const auto held = findHolder([=](const Holder& candidate) { return candidate.appdpy == appdpy; });
   if (held == holders().end()) return false;
   held->closingWaits = true;
   return true;
+}
+
+// Whether the local display of `appdpy` can be closed is found out by one look after the other, at
+// the contexts, at the windows. What was seen no longer holds once the display is handed out: the
+// end of that use looks again.
+class Look {
+public:
+  explicit Look(Display* appdpy);
+  ~Look();
+  Look(const Look&) = delete;
+  Look& operator=(const Look&) = delete;
+
+  Display* local() const { return local_; } // null: it is not open, or held
+  bool takeOffMap();                        // false: it is not to be closed after all
+
+  // Whether one was on. Hold the map mutex.
+  static bool outdate(Display* appdpy);
+
+private:
+  void end();
+
+  // All that are on. No container: a look must not fail for want of memory.
+  static inline Look* first_ = nullptr; // guarded by the map mutex
+
+  Display* const appdpy_;
+  Display* local_ = nullptr;
+  Look* next_ = nullptr;
+  bool outdated_ = false;
+};
+
+Look::Look(Display* appdpy) : appdpy_(appdpy) {
+  const MutexLock lock(getLocalDisplayMapMutex());
+  Display** const paired = getLocalDisplayMap()->find(appdpy);
+  if (paired == nullptr || *paired == nullptr || isHeld(appdpy)) return;
+  local_ = *paired;
+  next_ = std::exchange(first_, this);
+}
+
+Look::~Look() {
+  if (local_ == nullptr) return;
+  const MutexLock lock(getLocalDisplayMapMutex());
+  end();
+}
+
+// Hold the map mutex. Done before, it does nothing.
+void Look::end() {
+  Look** link = &first_;
+  while (*link != nullptr && *link != this)
+    link = &(*link)->next_;
+  if (*link == this) *link = next_;
+}
+
+bool Look::takeOffMap() {
+  const MutexLock lock(getLocalDisplayMapMutex());
+  end(); // the next one that is opened is another
+  // Another thread may have come to the same end; who takes the entry out closes the display.
+  Display** const paired = getLocalDisplayMap()->find(appdpy_);
+  if (outdated_ || paired == nullptr || *paired != local_) return false;
+  getLocalDisplayMap()->erase(appdpy_);
+  return true;
+}
+
+bool Look::outdate(Display* appdpy) {
+  bool any = false;
+  for (Look* look = first_; look != nullptr; look = look->next_) {
+    if (look->appdpy_ != appdpy) continue;
+    look->outdated_ = true;
+    any = true;
+  }
+  return any;
+}
+
+// Hold the map mutex.
+void hold(const void* holder, Display* appdpy) {
+  const auto known = findHolder([=](const Holder& candidate) {
+    return candidate.holder == holder && candidate.appdpy == appdpy;
+  });
+  if (known == holders().end()) holders().push_back({holder, appdpy, Look::outdate(appdpy)});
 }
 
 void letGo(const void* holder) {
@@ -229,13 +299,9 @@ Display* pairWithLocalDisplay(Display* dpy, TSD* tsd) {
 void _unsetLocalDisplay(Display* appdpy) {
   if (!zol::conf::settings().unsetLocalDisplay || appdpy == nullptr) return;
 
-  Display* local = nullptr;
-  {
-    const MutexLock lock(getLocalDisplayMapMutex());
-    Display** const paired = getLocalDisplayMap()->find(appdpy);
-    if (paired == nullptr || *paired == nullptr || isHeld(appdpy)) return;
-    local = *paired;
-  }
+  Look look(appdpy);
+  Display* const local = look.local();
+  if (local == nullptr) return;
   const bool usedByContext = anyContextOn(appdpy);
   if (anyWindowOn(appdpy)) return;
   if (usedByContext) return;
@@ -243,13 +309,7 @@ void _unsetLocalDisplay(Display* appdpy) {
     const MutexLock lock(getLocalDisplayMutex());
     leaveHomeOfFBConfigs(local);
   }
-  {
-    // Another thread may have come to the same end; who takes the entry out closes the display.
-    const MutexLock lock(getLocalDisplayMapMutex());
-    Display** const paired = getLocalDisplayMap()->find(appdpy);
-    if (paired == nullptr || *paired != local || isHeld(appdpy)) return;
-    getLocalDisplayMap()->erase(appdpy);
-  }
+  if (!look.takeOffMap()) return;
   forgetLocalDrawablesOf(appdpy);
   {
     const MutexLock lock(getLocalDisplayMutex());

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <thread>
@@ -426,6 +427,59 @@ TEST_F(UnsetLocalDisplay, StaysOpenForTheThreadThatEnds) {
   GL_OF(host(), glXIsDirect)(other, context);
   EXPECT_TRUE(leaving.leave());
   EXPECT_TRUE(hasLine(loggedByOthers(), closed()));
+}
+
+// Whether the display is still used is asked of the windows' list too, which has to be waited for
+// while a window is painted. What is made on the display meanwhile counts.
+class LookedAt : public UnsetLocalDisplay {
+protected:
+  // The last thread that used the display ends; what it finds out takes until the work is done or
+  // waits itself.
+  void lookDuring(const std::function<void()>& work) {
+    open();
+    Display* const other = openDisplay();
+    const Window window = createWindow(other, visuals_.doubled, 64, 48);
+    ASSERT_EQ(makeCurrent(other, window, createContext(other, visuals_.doubled)), True);
+    std::optional<LastUser> user(std::in_place, [&] { newPbuffer(); });
+    outside::setHook("XShmPutImage", [this] {
+      paints_ = true;
+      while (!isDone_)
+        std::this_thread::yield();
+    });
+    swap(other, window);
+    EXPECT_TRUE(eventually(outside::deliveryIsHeld));
+    outside::letOneDeliveryPass();
+    EXPECT_TRUE(eventually([&] { return paints_.load(); }));
+    forget();
+    EXPECT_FALSE(user->leave());
+    std::thread painting([&, worker = gettid()] {
+      EXPECT_TRUE(eventually([&] { return isDone_ || waitsForLock(worker); }));
+      isDone_ = true;
+    });
+    work();
+    isDone_ = true;
+    painting.join();
+    user.reset();
+  }
+
+private:
+  std::atomic<bool> paints_{false};
+  std::atomic<bool> isDone_{false};
+};
+
+TEST_F(LookedAt, StaysOpenForTheContextThatIsMadeOnIt) {
+  GLXContext context = nullptr;
+  lookDuring([&] { context = newContext(); });
+  EXPECT_FALSE(hasLine(loggedByOthers(), closed()));
+  EXPECT_FALSE(isClosed());
+  destroy(context);
+  EXPECT_TRUE(isClosed());
+}
+
+TEST_F(LookedAt, IsClosedAfterTheQuestionThatIsAskedOnIt) {
+  lookDuring([&] { GL_OF(host(), glXQueryExtension)(display_, &answer[0], &answer[1]); });
+  EXPECT_FALSE(hasLine(loggedByOthers(), closed()));
+  EXPECT_TRUE(isClosed());
 }
 
 // The map's configurations are asked about on the connection that it was built on, whichever the
