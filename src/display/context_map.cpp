@@ -1,5 +1,6 @@
 #include "display/context_map.h"
 
+#include "foundation/immortal.h"
 #include "foundation/log.h"
 #include "foundation/log_values.h"
 #include "visual/visual_map.h"
@@ -12,13 +13,13 @@ using zol::MutexLock;
 using zol::gl::ContextInfo;
 
 zol::Mutex* getContextMutex() {
-  static auto* const mutex = new zol::Mutex(false);
-  return mutex;
+  static zol::Immortal<zol::Mutex> mutex(false);
+  return mutex.get();
 }
 
 zol::Map<GLXContext, ContextInfo*>* getContextMap() {
-  static auto* const map = new zol::Map<GLXContext, ContextInfo*>;
-  return map;
+  static zol::Immortal<zol::Map<GLXContext, ContextInfo*>> map;
+  return map.get();
 }
 
 ContextInfo* findContext(GLXContext context) {

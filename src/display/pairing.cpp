@@ -7,6 +7,7 @@
 #include "drawable/local_pixmap_window.h"
 #include "drawable/registry.h"
 #include "foundation/conf_settings.h"
+#include "foundation/immortal.h"
 #include "foundation/log.h"
 #include "foundation/log_values.h"
 #include "visual/local_fbconfig.h"
@@ -35,8 +36,8 @@ struct Holder {
 
 // Guarded by the map mutex.
 std::vector<Holder>& holders() {
-  static auto& list = *new std::vector<Holder>;
-  return list;
+  static zol::Immortal<std::vector<Holder>> list;
+  return *list.get();
 }
 
 template <class Predicate>
@@ -147,8 +148,8 @@ void letGo(const void* holder) {
 thread_local const LocalDisplayCall* currentCall = nullptr;
 
 zol::Mutex* setupMutex() {
-  static auto* const mutex = new zol::Mutex(false);
-  return mutex;
+  static zol::Immortal<zol::Mutex> mutex(false);
+  return mutex.get();
 }
 
 Display* forgetSecondConnection(TSD* tsd) {
@@ -190,11 +191,11 @@ Display* keepLocalDisplay(Display* appdpy, Display* local) {
 // The name of the local display: one for the whole process, resolved once. Null where the server
 // says that the environment decides.
 static const char* getLocalDisplayName(TSD* tsd) {
-  static auto* const mutex = new zol::Mutex(false);
+  static zol::Immortal<zol::Mutex> mutex(false);
   static bool resolved = false;
   static char* name = nullptr;
 
-  const MutexLock lock(mutex);
+  const MutexLock lock(mutex.get());
   if (resolved) return name;
   if (const char* configured = zol::conf::settings().glDisplay) {
     name = strdup(configured);
@@ -348,16 +349,16 @@ void somethingWasMadeOn(Display* appdpy) {
 }
 
 zol::Mutex* getLocalDisplayMutex() {
-  static auto* const mutex = new zol::Mutex(zol::conf::settings().recursiveLocalDisplayLock);
-  return mutex;
+  static zol::Immortal<zol::Mutex> mutex(zol::conf::settings().recursiveLocalDisplayLock);
+  return mutex.get();
 }
 
 zol::Map<Display*, Display*>* getLocalDisplayMap() {
-  static auto* const map = new zol::Map<Display*, Display*>;
-  return map;
+  static zol::Immortal<zol::Map<Display*, Display*>> map;
+  return map.get();
 }
 
 zol::Mutex* getLocalDisplayMapMutex() {
-  static auto* const mutex = new zol::Mutex(false);
-  return mutex;
+  static zol::Immortal<zol::Mutex> mutex(false);
+  return mutex.get();
 }

@@ -4,6 +4,7 @@
 #include "display/tsd.h"
 #include "display/zol_ext.h"
 #include "drawable/drawable_info.h"
+#include "foundation/immortal.h"
 #include "foundation/log.h"
 #include "foundation/log_values.h"
 #include "vendor/system_functions.h"
@@ -90,20 +91,20 @@ bool ensureThrowawayContext(TSD* tsd, GLXFBConfig fbconfig, const char* label) {
 // mutex is the copyback thread's for as long as it paints all windows, and a program's thread that
 // swaps must not wait for the windows of others.
 zol::Mutex* lookUpMutex() {
-  static auto* const mutex = new zol::Mutex(false);
-  return mutex;
+  static zol::Immortal<zol::Mutex> mutex(false);
+  return mutex.get();
 }
 
 } // namespace
 
 zol::Mutex* getLocalDrawablesMutex() {
-  static auto* const mutex = new zol::Mutex(false);
-  return mutex;
+  static zol::Immortal<zol::Mutex> mutex(false);
+  return mutex.get();
 }
 
 std::vector<DrawableRef>* getLocalDrawablesList() {
-  static auto* const list = new std::vector<DrawableRef>;
-  return list;
+  static zol::Immortal<std::vector<DrawableRef>> list;
+  return list.get();
 }
 
 DrawableRef getDrawableInfo(Display* dpy, Window window, GLXFBConfig fbconfig, TSD* tsd) {

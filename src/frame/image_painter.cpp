@@ -1,6 +1,7 @@
 #include "frame/image_painter.h"
 
 #include "foundation/conf_settings.h"
+#include "foundation/immortal.h"
 #include "foundation/log.h"
 #include "foundation/mutex.h"
 #include "frame/frame_size.h"
@@ -9,9 +10,7 @@
 #include <X11/Xutil.h>
 
 #include <atomic>
-#include <cstddef>
 #include <cstdlib>
-#include <new>
 #include <sys/ipc.h>
 #include <sys/shm.h>
 
@@ -37,12 +36,10 @@ private:
   bool installed = true;
 };
 
-// Held while a painter gives up its resources and while their connection is closed. Destructors
-// ask for it, so it takes no memory that might not be there.
+// Held while a painter gives up its resources and while their connection is closed.
 zol::Mutex* connectionMutex() {
-  alignas(zol::Mutex) static std::byte room[sizeof(zol::Mutex)];
-  static auto* const mutex = new (room) zol::Mutex(false);
-  return mutex;
+  static zol::Immortal<zol::Mutex> mutex(false);
+  return mutex.get();
 }
 Display* closedConnection = nullptr; // guarded by connectionMutex()
 

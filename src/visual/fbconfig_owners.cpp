@@ -1,5 +1,7 @@
 #include "visual/fbconfig_owners.h"
 
+#include "foundation/immortal.h"
+
 #include <algorithm>
 
 namespace zol::gl {
@@ -34,6 +36,6 @@ LocalVisualInfo* FBConfigOwners::find(GLXFBConfig config, bool hasAlpha, int loc
 } // namespace zol::gl
 
 zol::gl::FBConfigOwners* getFBConfigOwners() {
-  static auto* const owners = new zol::gl::FBConfigOwners; // lives to the end of the process
-  return owners;
+  static zol::Immortal<zol::gl::FBConfigOwners> owners;
+  return owners.get();
 }

@@ -3,6 +3,7 @@
 #include "display/pairing.h"
 #include "display/tsd.h"
 #include "foundation/conf_settings.h"
+#include "foundation/immortal.h"
 #include "foundation/log.h"
 #include "vendor/system_functions.h"
 #include "visual/fbconfig_owners.h"
@@ -91,13 +92,13 @@ bool findLocalVisual(Display* local, LocalVisualInfo* entry, bool withMultisampl
 } // namespace
 
 std::list<LocalVisualInfo*>* getListLocalVisuals() {
-  static auto* const list = new std::list<LocalVisualInfo*>; // lives to the end of the process
-  return list;
+  static zol::Immortal<std::list<LocalVisualInfo*>> list;
+  return list.get();
 }
 
 zol::Mutex* getLVIMutex() {
-  static auto* const mutex = new zol::Mutex(false); // lives to the end of the process
-  return mutex;
+  static zol::Immortal<zol::Mutex> mutex(false);
+  return mutex.get();
 }
 
 void initializeVisualMap(Display* appDisplay, int screen, zol::gl::TSD* tsd) {

@@ -440,6 +440,13 @@ TEST_F(Shortage, OfMemoryForTheNameOfTheLocalDisplayCostsTheConnection) {
   }
 }
 
+// None is there any more, which the end of a call has to bear as well.
+TEST_F(Shortage, OfMemoryForLocksEndsNoProgram) {
+  Environment environment = failing("malloc:" + std::to_string(sizeof(pthread_mutex_t)));
+  environment["ZOL_GL_UNSET_LOCAL_DISPLAY"] = "1";
+  answersAfter("", environment);
+}
+
 // Minutes: scripts/faults asks for it.
 TEST_F(Shortage, DISABLED_OfMemoryAtEveryAllocation) {
   const int allocations = countAllocations();
