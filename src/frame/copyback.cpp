@@ -39,21 +39,23 @@ bool isConnected(Display* display) {
 class PaintingConnection {
 public:
   PaintingConnection() : display_(XOpenDisplay(nullptr)) {}
-  ~PaintingConnection() {
-    if (display_ == nullptr) return;
-    if (isConnected(display_))
-      closePaintingConnection(display_);
-    else
-      abandonPaintingConnection(display_);
-  }
+  ~PaintingConnection() { close(); }
   PaintingConnection(const PaintingConnection&) = delete;
   PaintingConnection& operator=(const PaintingConnection&) = delete;
 
   Display* get() const { return display_; }
   void filterVanishedDrawables() { filter_.emplace(display_); }
+  void close() {
+    if (display_ == nullptr) return;
+    if (isConnected(display_))
+      closePaintingConnection(display_);
+    else
+      abandonPaintingConnection(display_);
+    display_ = nullptr;
+  }
 
 private:
-  Display* const display_;
+  Display* display_;
   std::optional<VanishedDrawableFilter> filter_; // Xlib knows it until the connection is closed
 };
 
@@ -106,14 +108,16 @@ void CopybackThread::svc() {
   }
   XExtCodes* const codes = XInitExtension(connection.get(), ZOL_EXT_NAME);
   if (codes == nullptr) {
+    connection.close();
     ZOLGL_WARNING("Could not initialize Xzol extension in the copyback thread");
     return;
   }
   connection.filterVanishedDrawables();
   while (!owner_->checkStop())
     owner_->doCopyback(connection.get(), codes);
+  // Xlib's own end may come before that of its connection, which then stays as it is.
+  if (!leftAlone_) connection.close();
   ZOLGL_DEBUG("DONE");
-  // Xlib's own end may come before that of its connection: it stays as it is.
   if (leftAlone_) awaited_.P();
 }
 

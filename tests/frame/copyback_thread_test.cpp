@@ -48,6 +48,11 @@ std::uint64_t blockedSignals(pid_t thread) {
   return 0;
 }
 
+// What the thread says when it is about to end.
+const std::string kDone = debugLine("void zol::gl::CopybackThread::svc()", "DONE");
+const std::string kNoExtension = "W void zol::gl::CopybackThread::svc(): Could not initialize Xzol "
+                                 "extension in the copyback thread";
+
 class CopybackThreadOfTheProcess : public Rig {};
 
 // Signals of the program are for the program's threads.
@@ -72,12 +77,13 @@ TEST_F(CopybackThreadOfTheProcess, EndsWithoutTheExtension) {
   const Window window = createWindow(display, visuals_.doubled, 64, 48);
   EXPECT_EQ(makeCurrent(display, window, createContext(display, visuals_.doubled)), True);
   const int closed = outside::calls("XCloseDisplay");
+  outside::setHook("XCloseDisplay",
+                   [&] { EXPECT_FALSE(hasLine(texts(log().all()), kNoExtension)); });
   swap(display, window); // starts it
   EXPECT_TRUE(eventually([] { return otherThreads().empty(); }));
   EXPECT_EQ(outside::calls("XCloseDisplay"), closed + 1);
-  EXPECT_LINES(loggedByOthers(), {"D void zol::gl::CopybackThread::svc(): START",
-                                  "W void zol::gl::CopybackThread::svc(): Could not initialize "
-                                  "Xzol extension in the copyback thread"});
+  outside::setHook("XCloseDisplay", nullptr);
+  EXPECT_LINES(loggedByOthers(), {"D void zol::gl::CopybackThread::svc(): START", kNoExtension});
   swap(display, window);
   EXPECT_EQ(driverCalls().back(), "glXMakeCurrent(local, pbuffer2, ctx1)");
 }
@@ -95,6 +101,9 @@ public:
     if (!makeCurrent(display, window, createContext(display, visuals_.doubled))) return 99;
     swap(display, window);
     if (!eventually(outside::deliveryIsHeld)) return 98;
+    outside::setHook("XCloseDisplay", [this] {
+      if (hasLine(texts(log().all()), kDone)) _exit(95);
+    });
     std::thread([this, display, window] {
       if (!eventually([this] { return isStopping(); })) _exit(97);
       recorder().take();
@@ -126,8 +135,8 @@ TEST_F(CopybackThreadOfTheProcess, EndsWithoutTheFrameThatItSleepsBefore) {
     return record.thread != result.process;
   });
   ASSERT_NE(first, log.end());
-  EXPECT_LINES(textsOfThread(log, first->thread), {"D void zol::gl::CopybackThread::svc(): START",
-                                                   "D void zol::gl::CopybackThread::svc(): DONE"});
+  EXPECT_LINES(textsOfThread(log, first->thread),
+               {"D void zol::gl::CopybackThread::svc(): START", kDone});
 }
 
 } // namespace
