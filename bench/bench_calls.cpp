@@ -2,6 +2,7 @@
 
 #include "bench_program.h"
 #include "call_figures.h"
+#include "options.h"
 
 #include <algorithm>
 #include <iterator>
@@ -49,13 +50,6 @@ constexpr Measurement kMeasurements[] = {
     {"threads", measureThreads},
 };
 
-int parseCount(const char* option, const std::string& text) {
-  constexpr int kMost = 1000000;
-  const auto number = zol::tools::parseNumber(text, kMost);
-  if (number.value_or(0) > 0) return *number;
-  throw UsageError(std::string(option) + " " + text + " is not a number above 0");
-}
-
 struct Options {
   bool help = false;
   int visuals = 200;
@@ -64,19 +58,13 @@ struct Options {
 
   static Options parse(Arguments arguments) {
     Options options;
-    while (!arguments.atEnd()) {
-      if (arguments.takeFlag("--help")) {
-        options.help = true;
-        return options;
-      }
-      if (auto visuals = arguments.takeValue("--visuals")) {
-        options.visuals = parseCount("--visuals", *visuals);
-      } else if (auto rounds = arguments.takeValue("--rounds")) {
-        options.rounds = parseCount("--rounds", *rounds);
-      } else {
-        options.what = find(arguments.take());
-      }
+    const Option known[] = {flagOption("--help", &options.help),
+                            countOption("--visuals", &options.visuals),
+                            countOption("--rounds", &options.rounds)};
+    while (!arguments.atEnd() && !options.help) {
+      if (!takeOption(arguments, known)) options.what = find(arguments.take());
     }
+    if (options.help) return options;
     if (options.what == nullptr) throw UsageError("what to measure is missing");
     return options;
   }

@@ -3,6 +3,7 @@
 #include "bench_program.h"
 #include "delivery_watch.h"
 #include "frame_number.h"
+#include "options.h"
 #include "scene_windows.h"
 #include "size.h"
 #include "statistics.h"
@@ -47,21 +48,11 @@ struct Options {
 
   static Options parse(Arguments arguments) {
     Options options;
-    while (!arguments.atEnd()) {
-      if (arguments.takeFlag("--help")) {
-        options.help = true;
-      } else if (arguments.takeFlag("--one-at-a-time")) {
-        options.oneAtATime = true;
-      } else if (auto size = arguments.takeValue("--size")) {
-        options.size = Size::parse("--size", *size);
-      } else if (auto windows = arguments.takeValue("--windows")) {
-        options.windows = parseCount("--windows", *windows);
-      } else if (auto seconds = arguments.takeValue("--seconds")) {
-        options.seconds = parseSeconds("--seconds", *seconds);
-      } else {
-        throw UsageError("unknown option " + arguments.peek());
-      }
-    }
+    const Option known[] = {sizeOption("--size", &options.size),
+                            countOption("--windows", &options.windows),
+                            secondsOption("--seconds", &options.seconds),
+                            flagOption("--one-at-a-time", &options.oneAtATime)};
+    options.help = takeOptions(arguments, known);
     return options;
   }
 };

@@ -4,6 +4,7 @@
 #include "bench_program.h"
 #include "checked_window.h"
 #include "frame_path.h"
+#include "options.h"
 #include "scene_windows.h"
 #include "size.h"
 #include "statistics.h"
@@ -58,25 +59,13 @@ struct Options {
 
   static Options parse(Arguments arguments) {
     Options options;
-    while (!arguments.atEnd()) {
-      if (arguments.takeFlag("--help")) {
-        options.help = true;
-        return options;
-      }
-      if (arguments.takeFlag("--single-thread")) {
-        options.singleThread = true;
-      } else if (auto size = arguments.takeValue("--size")) {
-        options.size = Size::parse("--size", *size);
-      } else if (auto seconds = arguments.takeValue("--seconds")) {
-        options.seconds = parseSeconds("--seconds", *seconds);
-      } else if (auto local = arguments.takeValue("--local-display")) {
-        options.localDisplay = *local;
-      } else if (auto app = arguments.takeValue("--app-display")) {
-        options.appDisplay = *app;
-      } else {
-        throw UsageError("unknown option " + arguments.peek());
-      }
-    }
+    const Option known[] = {textOption("--local-display", &options.localDisplay),
+                            textOption("--app-display", &options.appDisplay),
+                            sizeOption("--size", &options.size),
+                            secondsOption("--seconds", &options.seconds),
+                            flagOption("--single-thread", &options.singleThread)};
+    options.help = takeOptions(arguments, known);
+    if (options.help) return options;
     if (options.localDisplay.empty()) throw UsageError("--local-display is missing");
     if (options.appDisplay.empty()) throw UsageError("--app-display is missing");
     return options;

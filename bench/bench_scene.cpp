@@ -2,6 +2,7 @@
 
 #include "bench_program.h"
 #include "gl_window.h"
+#include "options.h"
 #include "process_usage.h"
 #include "scene_windows.h"
 #include "size.h"
@@ -64,29 +65,21 @@ struct Options {
 
   static Options parse(Arguments arguments) {
     Options options;
-    while (!arguments.atEnd()) {
-      if (arguments.takeFlag("--help")) {
-        options.help = true;
-      } else if (arguments.takeFlag("--once")) {
-        options.once = true;
-      } else if (auto size = arguments.takeValue("--size")) {
-        options.size = Size::parse("--size", *size);
-      } else if (auto seconds = arguments.takeValue("--seconds")) {
-        options.seconds = parseSeconds("--seconds", *seconds);
-      } else if (auto windows = arguments.takeValue("--windows")) {
-        options.windows = parseCount("--windows", *windows);
-      } else if (auto drawn = arguments.takeValue("--drawn")) {
-        options.drawn = parseCount("--drawn", *drawn);
-      } else if (auto place = arguments.takeValue("--place")) {
-        options.place = parseCount("--place", *place, 0);
-      } else if (auto threads = arguments.takeValue("--threads")) {
-        options.threads = parseCount("--threads", *threads);
-      } else if (auto process = arguments.takeValue("--process")) {
-        options.processes.push_back(parseCount("--process", *process));
-      } else {
-        throw UsageError("unknown option " + arguments.peek());
-      }
-    }
+    const Option known[] = {flagOption("--once", &options.once),
+                            sizeOption("--size", &options.size),
+                            secondsOption("--seconds", &options.seconds),
+                            countOption("--windows", &options.windows),
+                            countOption("--drawn", &options.drawn),
+                            countOption("--place", &options.place, 0),
+                            countOption("--threads", &options.threads),
+                            [&](Arguments& words) {
+                              int process = 0;
+                              const bool taken = countOption("--process", &process)(words);
+                              if (taken) options.processes.push_back(process);
+                              return taken;
+                            }};
+    options.help = takeOptions(arguments, known);
+    if (options.help) return options;
     if (options.drawn > options.windows) throw UsageError("--drawn is more than --windows");
     return options;
   }

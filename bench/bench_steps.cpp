@@ -2,6 +2,7 @@
 
 #include "bench_program.h"
 #include "frame_path.h"
+#include "options.h"
 #include "shm_window.h"
 #include "size.h"
 #include "statistics.h"
@@ -43,21 +44,11 @@ struct Options {
 
   static Options parse(Arguments arguments) {
     Options options;
-    while (!arguments.atEnd()) {
-      if (arguments.takeFlag("--help")) {
-        options.help = true;
-        return options;
-      }
-      if (auto size = arguments.takeValue("--size")) {
-        options.size = Size::parse("--size", *size);
-      } else if (auto seconds = arguments.takeValue("--seconds")) {
-        options.seconds = parseSeconds("--seconds", *seconds);
-      } else if (auto display = arguments.takeValue("--app-display")) {
-        options.appDisplay = *display;
-      } else {
-        throw UsageError("unknown option " + arguments.peek());
-      }
-    }
+    const Option known[] = {textOption("--app-display", &options.appDisplay),
+                            sizeOption("--size", &options.size),
+                            secondsOption("--seconds", &options.seconds)};
+    options.help = takeOptions(arguments, known);
+    if (options.help) return options;
     if (options.appDisplay.empty()) throw UsageError("--app-display is missing");
     return options;
   }

@@ -2,6 +2,7 @@
 
 #include "bench_program.h"
 #include "child_process.h"
+#include "options.h"
 #include "picture.h"
 #include "size.h"
 #include "watch_report.h"
@@ -57,30 +58,21 @@ struct Options {
 
 Options Options::parse(Arguments arguments) {
   Options options;
-  while (!arguments.atEnd() && options.command.empty()) {
-    if (arguments.takeFlag("--help")) {
-      options.help = true;
-      return options;
-    }
-    if (auto value = arguments.takeValue("--seconds")) {
-      options.seconds = parseSeconds("--seconds", *value);
-    } else if (auto patience = arguments.takeValue("--patience")) {
-      options.patience = parseSeconds("--patience", *patience);
-    } else if (auto size = arguments.takeValue("--size")) {
-      options.size = Size::parse("--size", *size);
-    } else if (auto png = arguments.takeValue("--png")) {
-      options.png = *png;
-    } else if (auto json = arguments.takeValue("--json")) {
-      options.json = *json;
-    } else if (arguments.takeFlag("--")) {
-      options.command = arguments.takeRest();
-      break;
-    } else if (arguments.peek().starts_with("-")) {
+  Size wanted;
+  const Option known[] = {flagOption("--help", &options.help),
+                          secondsOption("--seconds", &options.seconds),
+                          secondsOption("--patience", &options.patience),
+                          sizeOption("--size", &wanted),
+                          textOption("--png", &options.png),
+                          textOption("--json", &options.json)};
+  while (!arguments.atEnd() && !options.help && options.command.empty()) {
+    if (takeOption(arguments, known)) continue;
+    if (!arguments.takeFlag("--") && arguments.peek().starts_with("-"))
       throw UsageError("unknown option " + arguments.peek());
-    } else {
-      options.command = arguments.takeRest();
-    }
+    options.command = arguments.takeRest();
   }
+  if (options.help) return options;
+  if (wanted != Size{}) options.size = wanted;
   if (options.command.empty()) throw UsageError("no command to run");
   return options;
 }
