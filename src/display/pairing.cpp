@@ -279,6 +279,10 @@ Display* _getLocalDisplay(TSD* tsd) {
   return shared;
 }
 
+Display* pairedDisplayOf(const TSD* tsd, Display* appDisplay) {
+  return tsd != nullptr && tsd->appdpy != nullptr ? tsd->appdpy : appDisplay;
+}
+
 Display* openLocalDisplay(Display* appdpy) {
   const MutexLock lock(getLocalDisplayMapMutex());
   // Also for the one that is opened next.

@@ -20,6 +20,10 @@ bool _setupAppDisplay(Display* dpy, zol::gl::TSD* tsd);
 // failure.
 Display* _getLocalDisplay(zol::gl::TSD* tsd);
 
+// The application display whose local display the thread works on; `appDisplay` for a thread that
+// is not paired.
+Display* pairedDisplayOf(const zol::gl::TSD* tsd, Display* appDisplay);
+
 // The local display that is open for `appdpy`; null if none. Opens nothing. The one place where
 // local displays are handed out: see LocalDisplayCall.
 Display* openLocalDisplay(Display* appdpy);

@@ -36,11 +36,6 @@ std::string serverOf(Display* connection) {
   return name.substr(0, dot);
 }
 
-// The application display whose local display this thread works on.
-Display* pairedDisplayOf(const TSD* tsd, Display* appDisplay) {
-  return tsd != nullptr && tsd->appdpy != nullptr ? tsd->appdpy : appDisplay;
-}
-
 } // namespace
 
 void retain(DrawableInfo* record) {

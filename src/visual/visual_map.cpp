@@ -173,6 +173,6 @@ void initializeVisualMap(Display* appDisplay, int screen, zol::gl::TSD* tsd) {
                 static_cast<void*>(admitted), static_cast<void*>(admitted->bestFBConfig()), id,
                 admitted->localVisual.visualId, appId);
   }
-  setHomeOfFBConfigs(tsd->appdpy, local);
+  setHomeOfFBConfigs(pairedDisplayOf(tsd, appDisplay), local);
   visualMapInitialized = true;
 }

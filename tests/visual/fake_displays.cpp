@@ -184,6 +184,9 @@ Display* _getLocalDisplay(zol::gl::TSD*) {
 Display* openLocalDisplay(Display*) {
   return _getLocalDisplay(nullptr);
 }
+Display* pairedDisplayOf(const zol::gl::TSD*, Display* appDisplay) {
+  return appDisplay;
+}
 Display* localDisplayFor(Display*, zol::gl::TSD* tsd) {
   return _getLocalDisplay(tsd);
 }
