@@ -37,8 +37,6 @@ moment when the number was read from the window, and how many frames that is of.
   --help           show this help
 )";
 
-constexpr int kWarmUpFrames = 5;
-
 struct Options {
   bool help = false;
   Size size{300, 300};

@@ -46,7 +46,6 @@ turn.
   --help                show this help
 )";
 
-constexpr int kWarmUpFrames = 5;
 constexpr double kTurn = 0.1; // seconds
 
 struct Options {

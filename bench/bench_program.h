@@ -7,6 +7,9 @@
 
 namespace zol::bench {
 
+// Frames that are not counted: the first ones compile shaders and make buffers.
+constexpr int kWarmUpFrames = 5;
+
 // main() of a program that measures: its options, which know --help, and the work. The exit status
 // is 2 for a wrong command line and 1 for work that could not be done.
 template <class Options>

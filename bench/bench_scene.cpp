@@ -47,9 +47,6 @@ of its own and the shared memory. It waits for nothing between the frames.
   --help         show this help
 )";
 
-// Frames of each window that are not counted: the first ones compile shaders and make buffers.
-constexpr int kWarmUpFrames = 5;
-
 struct Options {
   bool help = false;
   Size size{300, 300};

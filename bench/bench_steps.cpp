@@ -34,8 +34,6 @@ microseconds.
   --help              show this help
 )";
 
-constexpr int kWarmUpFrames = 5;
-
 struct Options {
   bool help = false;
   Size size{300, 300};

@@ -25,24 +25,19 @@ namespace {
 
 // What every creation call needs first. `local` is null when the call has to fail.
 struct Preparation {
-  Preparation(Display* dpy, Bool direct, const char* label)
-      : tsd(announced(direct, label)), paired(_setupAppDisplay(dpy, tsd)),
-        local(paired ? _getLocalDisplay(tsd) : nullptr) {
-    if (paired && local == nullptr) ZOLGL_LOG_AS(label, DEBUG, "no local display");
-  }
-
-  TSD* const tsd;
-  const bool paired;
-  Display* const local;
-
-private:
-  static TSD* announced(Bool direct, const char* label) {
-    if (!direct) {
-      ZOLGL_LOG_AS(label, INFO, "trying to create an indirect context. Forcing direct.");
-    }
-    return getTSD();
-  }
+  TSD* tsd = nullptr;
+  Display* local = nullptr;
 };
+
+Preparation prepareCreation(Display* dpy, Bool direct, const char* label) {
+  if (!direct) ZOLGL_LOG_AS(label, INFO, "trying to create an indirect context. Forcing direct.");
+  Preparation preparation;
+  preparation.tsd = getTSD();
+  if (!_setupAppDisplay(dpy, preparation.tsd)) return preparation;
+  preparation.local = _getLocalDisplay(preparation.tsd);
+  if (preparation.local == nullptr) ZOLGL_LOG_AS(label, DEBUG, "no local display");
+  return preparation;
+}
 
 // Has the driver make the context and puts it on record, with the FBConfig that was really used.
 template <class Create>
@@ -124,9 +119,7 @@ const char* debugSeverityName(GLenum severity) {
 
 GLXContext zol_glXCreateContext(Display* dpy, XVisualInfo* vis, GLXContext share, Bool direct) {
   ZOLGL_DEBUG("visual id %x", hex32(vis->visualid));
-  const Preparation prepared(dpy, direct, __PRETTY_FUNCTION__);
-  TSD* const tsd = prepared.tsd;
-  Display* const local = prepared.local;
+  const auto [tsd, local] = prepareCreation(dpy, direct, __PRETTY_FUNCTION__);
   if (local == nullptr) return nullptr;
 
   LocalVisualInfo* const lvi = _getLVI(dpy, vis->visualid, tsd);
@@ -139,7 +132,7 @@ GLXContext zol_glXCreateContext(Display* dpy, XVisualInfo* vis, GLXContext share
     return nullptr;
   }
   GLXFBConfig const config = lvi->bestFBConfig();
-  return createOnLocalDisplay(dpy, tsd, lvi, config, __PRETTY_FUNCTION__, [=] {
+  return createOnLocalDisplay(dpy, tsd, lvi, config, __PRETTY_FUNCTION__, [=, local = local] {
     return system_glXCreateNewContext(local, fbconfigOn(local, config), GLX_RGBA_TYPE, share, True);
   });
 }
@@ -147,9 +140,7 @@ GLXContext zol_glXCreateContext(Display* dpy, XVisualInfo* vis, GLXContext share
 GLXContext zol_glXCreateNewContext(Display* dpy, GLXFBConfig config, int renderType,
                                    GLXContext share, Bool direct) {
   ZOLGL_DEBUG("fbconfig %x, render type %d", hex32(config), renderType);
-  const Preparation prepared(dpy, direct, __PRETTY_FUNCTION__);
-  TSD* const tsd = prepared.tsd;
-  Display* const local = prepared.local;
+  const auto [tsd, local] = prepareCreation(dpy, direct, __PRETTY_FUNCTION__);
   if (local == nullptr) return nullptr;
 
   LocalVisualInfo* const lvi = mappingFor(dpy, config, tsd, __PRETTY_FUNCTION__);
@@ -159,7 +150,7 @@ GLXContext zol_glXCreateNewContext(Display* dpy, GLXFBConfig config, int renderT
     renderType = GLX_RGBA_TYPE;
     ZOLGL_DEBUG("forcing fbconfig %x, render type %d", hex32(config), renderType);
   }
-  return createOnLocalDisplay(dpy, tsd, lvi, config, __PRETTY_FUNCTION__, [=] {
+  return createOnLocalDisplay(dpy, tsd, lvi, config, __PRETTY_FUNCTION__, [=, local = local] {
     return system_glXCreateNewContext(local, fbconfigOn(local, config), renderType, share, True);
   });
 }
@@ -173,9 +164,7 @@ GLXContext zol_glXCreateContextWithConfigSGIX(Display* dpy, GLXFBConfigSGIX conf
 GLXContext zol_glXCreateContextAttribsARB(Display* dpy, GLXFBConfig config, GLXContext share,
                                           Bool direct, const int* attribs) {
   ZOLGL_DEBUG("fbconfig %x", hex32(config));
-  const Preparation prepared(dpy, direct, __PRETTY_FUNCTION__);
-  TSD* const tsd = prepared.tsd;
-  Display* const local = prepared.local;
+  const auto [tsd, local] = prepareCreation(dpy, direct, __PRETTY_FUNCTION__);
   if (local == nullptr) return nullptr;
 
   LocalVisualInfo* const lvi = mappingFor(dpy, config, tsd, __PRETTY_FUNCTION__);
@@ -190,7 +179,7 @@ GLXContext zol_glXCreateContextAttribsARB(Display* dpy, GLXFBConfig config, GLXC
     attribs = debugList.data();
     ZOLGL_INFO("Added GLX_CONTEXT_FLAGS_ARB and GLX_CONTEXT_DEBUG_BIT_ARB to the attrib list");
   }
-  return createOnLocalDisplay(dpy, tsd, lvi, config, __PRETTY_FUNCTION__, [=] {
+  return createOnLocalDisplay(dpy, tsd, lvi, config, __PRETTY_FUNCTION__, [=, local = local] {
     return system_glXCreateContextAttribsARB != nullptr
                ? system_glXCreateContextAttribsARB(local, fbconfigOn(local, config), share, True,
                                                    attribs)
@@ -207,6 +196,7 @@ void zol_glXDestroyContext(Display* dpy, GLXContext context) {
     ZOLGL_DEBUG("no local display");
     return;
   }
+  const LocalDisplayHold hold(tsd->appdpy);
 
   std::unique_ptr<ContextInfo> removed;
   MutexLock lock(getContextMutex());
