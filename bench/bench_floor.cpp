@@ -12,6 +12,7 @@
 
 #include <GL/gl.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -33,10 +34,10 @@ Lets processes take turns of a tenth of a second: one makes the driver's calls o
 frame itself, in the library's order and without waiting for any ("floor"); the others
 swap a window through the library, which delivers 30 frames a second ("swap") or only
 one ("swap-undelivered"). Only the swap is timed, in the thread that makes it, after
-the drawing has been finished. Prints a line for each: the median microseconds of a
-swap and their ratio to the floor's in the same round, as median, lowest and highest;
-then the same of the time that the thread was running, and of the longest swap of a
-turn.
+the drawing has been finished. New processes go on every 0.75 seconds.
+Prints a line for each: the median microseconds of a swap and their ratio to the
+floor's in the same round, as median, lowest and highest; then the same of the time
+that the thread was running, and of the longest swap of a turn.
 
   --local-display NAME  where frames are rendered
   --app-display NAME    the display of the windows
@@ -46,7 +47,8 @@ turn.
   --help                show this help
 )";
 
-constexpr double kTurn = 0.1; // seconds
+constexpr double kTurn = 0.1;        // seconds
+constexpr double kGeneration = 0.75; // seconds that processes take turns before others do
 
 struct Options {
   bool help = false;
@@ -147,9 +149,6 @@ TurnProcess::Turn prepare(const Options& options, const Environment& environment
 
 // One that takes turns, and what its turns took.
 struct Contestant {
-  Contestant(const char* lineName, const std::function<TurnProcess::Turn()>& prepare)
-      : name(lineName), process(prepare) {}
-
   void print(const Contestant& floor) const {
     printf("%s", name);
     for (const auto measured : {&Cost::elapsed, &Cost::running, &Cost::longest}) {
@@ -166,9 +165,29 @@ struct Contestant {
   }
 
   const char* name;
-  TurnProcess process;
+  std::function<TurnProcess::Turn()> prepare;
   std::vector<Cost> costs;
 };
+
+// Rounds of turns in processes of their own: where a process happens to have its memory decides
+// how fast it copies pixels, for as long as it lives.
+void compete(std::vector<Contestant>& contestants, double seconds) {
+  std::deque<TurnProcess> processes;
+  for (const Contestant& contestant : contestants)
+    processes.emplace_back(contestant.prepare);
+  // Once all have prepared themselves, which takes a processor from the others.
+  for (TurnProcess& process : processes)
+    process.takeTurn();
+
+  const double start = secondsOf(CLOCK_MONOTONIC);
+  for (int round = 0; round == 0 || secondsOf(CLOCK_MONOTONIC) - start < seconds; ++round) {
+    // Forwards and backwards, so that a drift of the machine evens out.
+    for (size_t i = 0; i < contestants.size(); ++i) {
+      const size_t next = round % 2 ? contestants.size() - 1 - i : i;
+      contestants[next].costs.push_back(processes[next].takeTurn());
+    }
+  }
+}
 
 void measure(const Options& options) {
   const auto floor = [&] { return prepare<Floor>(options, {{"DISPLAY", options.localDisplay}}); };
@@ -180,23 +199,10 @@ void measure(const Options& options) {
                     {"ZOL_GL_FORCE_SINGLE_THREAD_READBACK", options.singleThread ? "1" : "0"}});
     };
   };
-  std::deque<Contestant> contestants;
-  contestants.emplace_back("floor", floor);
-  contestants.emplace_back("swap", swap("30"));
-  contestants.emplace_back("swap-undelivered", swap("1"));
-
-  // Once all have prepared themselves, which takes a processor from the others.
-  for (Contestant& contestant : contestants)
-    contestant.process.takeTurn();
-
-  const double start = secondsOf(CLOCK_MONOTONIC);
-  for (int round = 0; round == 0 || secondsOf(CLOCK_MONOTONIC) - start < options.seconds; ++round) {
-    // Forwards and backwards, so that a drift of the machine evens out.
-    for (size_t i = 0; i < contestants.size(); ++i) {
-      Contestant& next = contestants[round % 2 ? contestants.size() - 1 - i : i];
-      next.costs.push_back(next.process.takeTurn());
-    }
-  }
+  std::vector<Contestant> contestants{
+      {"floor", floor, {}}, {"swap", swap("30"), {}}, {"swap-undelivered", swap("1"), {}}};
+  for (double left = options.seconds; left > 0; left -= kGeneration)
+    compete(contestants, std::min(left, kGeneration));
   for (const Contestant& contestant : contestants)
     contestant.print(contestants.front());
 }

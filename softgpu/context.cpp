@@ -71,10 +71,8 @@ Bool Context::makeCurrent(Display* display, Drawables drawables, GLXContext hand
                       : registry().findPbuffer(display, drawables.read);
   Context* const before = currentContext;
   const auto next = registry().findContext(display, handle, pbuffers.draw || pbuffers.read);
-  // Mesa's rasterizer threads wait forever when their display is closed under a scene of theirs,
-  // and a program that has let go of its context believes to be free to close it.
   if (before && !handle)
-    driver.glFinish();
+    before->finishBeforeRelease();
   else
     openQueries().finishBeforeLeavingFor(handle);
   const Drawables target = next ? next->plan(pbuffers, drawables) : drawables;
@@ -101,6 +99,15 @@ void Context::enter(Pbuffers pbuffers, Drawables drawables, Drawables driverDraw
   driver_ = driverDrawables;
   adoptChoices();
   settle(false);
+}
+
+// Mesa's rasterizer threads wait forever when their display is closed under a scene of theirs, and a
+// program that has let go of its context believes to be free to close it.
+void Context::finishBeforeRelease() {
+  if (pbuffers_.draw && pbuffers_.draw == pbuffers_.read && pbuffers_.draw->finishesLater())
+    openQueries().finishBeforeLeavingFor(nullptr);
+  else
+    driver.glFinish();
 }
 
 void Context::leave() {

@@ -90,6 +90,7 @@ private:
   };
 
   void enter(Pbuffers pbuffers, Drawables drawables, Drawables driverDrawables);
+  void finishBeforeRelease();
   void leave();
   void adoptChoices();
   void adoptChangedChoices();

@@ -1,5 +1,6 @@
 #include "softgpu/copy_contexts.h"
 
+#include "softgpu/current_binding.h"
 #include "softgpu/driver.h"
 #include "softgpu/error_trap.h"
 
@@ -9,7 +10,9 @@ namespace zol::softgpu {
 
 CopyContexts::~CopyContexts() {
   const std::lock_guard lock(mutex_);
-  if (!closed_) destroyIdle();
+  if (closed_) return;
+  finish();
+  destroyIdle();
 }
 
 CopyContexts::Loan::~Loan() {
@@ -18,8 +21,33 @@ CopyContexts::Loan::~Loan() {
   if (!from_.closed_) from_.idle_.push_back(context_); // never grows: take() has reserved the place
 }
 
+bool CopyContexts::finishLater() {
+  const std::lock_guard lock(mutex_);
+  if (closed_ || idle_.empty()) return false;
+  if (place_ == None) {
+    const int attributes[] = {GLX_PBUFFER_WIDTH, 1, GLX_PBUFFER_HEIGHT, 1, None};
+    ErrorTrap trap(display_);
+    const GLXPbuffer place = driver.glXCreatePbuffer(display_, config_, attributes);
+    if (!trap.caught()) place_ = place;
+  }
+  return place_ != None;
+}
+
+// Mesa's rasterizer draws what it is given in order, for all contexts of a display's screen: when
+// one has finished, all those let go of before have.
+void CopyContexts::finish() {
+  if (place_ == None) return;
+  if (!idle_.empty()) {
+    CurrentBinding binding;
+    if (binding.replace(display_, place_, place_, idle_.front())) driver.glFinish();
+  }
+  driver.glXDestroyPbuffer(display_, place_);
+  place_ = None;
+}
+
 void CopyContexts::displayCloses() {
   const std::lock_guard lock(mutex_);
+  finish();
   destroyIdle();
   closed_ = true;
 }

@@ -31,12 +31,18 @@ public:
     GLXContext context_;
   };
 
+  // Who asks may let go of a context without waiting for what it draws: that is waited for before
+  // the display closes, or when the last pbuffer of the FBConfig goes. False when nothing is there
+  // to wait with.
+  bool finishLater();
+
   // The display is about to close: destroys those at hand; nothing is destroyed later.
   void displayCloses();
 
 private:
   GLXContext take();
   GLXContext create() const;
+  void finish();
   void destroyIdle();
 
   Display* const display_;
@@ -45,6 +51,7 @@ private:
   std::vector<GLXContext> idle_; // guarded by mutex_
   std::size_t created_ = 0;      // guarded by mutex_
   bool closed_ = false;          // guarded by mutex_
+  GLXPbuffer place_ = None;      // to finish on; guarded by mutex_
 };
 
 } // namespace zol::softgpu

@@ -116,6 +116,11 @@ void Pbuffer::moveDepth(bool toFrontStore) {
   if (copy(to, from, whole(), depthBuffers_)) depthInFrontStore_ = toFrontStore;
 }
 
+bool Pbuffer::finishesLater() {
+  const std::lock_guard lock(mutex_);
+  return state_ == State::untried && copies_->finishLater();
+}
+
 void Pbuffer::displayCloses(bool inUse) {
   const std::lock_guard lock(mutex_);
   if (frontStore_ != None && !inUse) driver.glXDestroyPbuffer(display_, frontStore_);

@@ -103,6 +103,73 @@ TEST_F(Lifetime, AConnectionClosesRightAfterDrawing) {
   }
 }
 
+// What draws into a pbuffer that was never shown is let go of at once, and waited for only when it
+// must be.
+class LetGoOfAtOnce : public PbufferTest {
+protected:
+  static constexpr int size = 1000;
+
+  // After a swap of another pbuffer there is a context to wait with.
+  void drawAndLetGo() {
+    shown_ = currentPbuffer();
+    swap(shown_);
+    drawn_ = makePbuffer(size, size);
+    context_ = makeContext();
+    makeCurrent(drawn_, context_);
+    for (int i = 0; i < 20; ++i)
+      fill(i % 2 ? red : green, 1, 1, size - 2, size - 2);
+    gl.glXMakeCurrent(display, None, nullptr);
+  }
+  void destroyPbuffers() {
+    gl.glXDestroyPbuffer(display, drawn_);
+    gl.glXDestroyPbuffer(display, shown_);
+  }
+  void closeAndReopen() {
+    XCloseDisplay(display);
+    forget();
+    display = XOpenDisplay(server().name().c_str());
+    ASSERT_NE(display, nullptr);
+    config = chooseConfig(true);
+  }
+
+  static Color pixel(int x, int y) {
+    std::array<uint8_t, 4> read{};
+    gl.glReadPixels(x, y, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, read.data());
+    return {read[0], read[1], read[2]};
+  }
+
+  GLXPbuffer drawn_ = None;
+  GLXContext context_ = nullptr;
+
+private:
+  GLXPbuffer shown_ = None;
+};
+
+TEST_F(LetGoOfAtOnce, TheConnectionClosesRightAfterDrawing) {
+  for (int i = 0; i < 20; ++i) {
+    drawAndLetGo();
+    closeAndReopen();
+  }
+}
+
+TEST_F(LetGoOfAtOnce, TheConnectionClosesRightAfterItsPbuffersAreDestroyed) {
+  for (int i = 0; i < 20; ++i) {
+    drawAndLetGo();
+    destroyPbuffers();
+    closeAndReopen();
+  }
+}
+
+TEST_F(LetGoOfAtOnce, EveryContextFindsWhatWasDrawn) {
+  for (int i = 0; i < 20; ++i) {
+    drawAndLetGo();
+    makeCurrent(drawn_, i % 2 ? context_ : makeContext());
+    EXPECT_EQ(pixel(size / 2, size / 2), red);
+    release();
+    destroyPbuffers();
+  }
+}
+
 TEST_F(Lifetime, ASwapSendsNothingToTheServer) {
   const GLXPbuffer pbuffer = currentPbuffer();
   fill(red);
