@@ -30,10 +30,12 @@ private:
   static int callback(CopybackThread* thread);
 
   bool endsInTime() const;
+  void leave();
 
   Copyback* const owner_;
   Semaphore begun_{0}; // up once the thread runs: a join that comes too early waits for it
   std::atomic<bool> ended_{false};     // nothing is left to do but to be joined
+  std::atomic<bool> claimed_{false};   // by who joins the thread, or by itself to end unjoined
   std::atomic<bool> leftAlone_{false}; // the program ends without waiting for the thread
   Semaphore awaited_{0}; // up once a join waits: the thread that was stopped does not end before
 };

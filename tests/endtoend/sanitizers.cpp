@@ -21,13 +21,12 @@ public:
     // The leak checker of GCC 12 crashes now and then on the thread-local storage of libraries that
     // were loaded at run time, so it does not look there. Mesa's display lists hold pointers at odd
     // multiples of four bytes.
-    setOptions("LSAN_OPTIONS",
-               ":use_tls=0:use_unaligned=1:print_suppressions=0:suppressions=" ZOL_SUPPRESSIONS
-               "/leak");
+    setOptions(
+        "LSAN_OPTIONS",
+        ":use_tls=0:use_unaligned=1:print_suppressions=0:suppressions=" ZOL_LEAK_SUPPRESSIONS);
     // Mesa, LLVM, GLVND and Xlib are not built with the sanitizer: it does not see how their
     // threads agree with each other. A forked child of a program goes on as the program would.
-    setOptions("TSAN_OPTIONS", ":ignore_noninstrumented_modules=1:die_after_fork=0"
-                               ":print_suppressions=0:suppressions=" ZOL_SUPPRESSIONS "/thread");
+    setOptions("TSAN_OPTIONS", ":ignore_noninstrumented_modules=1:die_after_fork=0");
   }
 
   void OnTestEnd(const testing::TestInfo&) override { failForEach(); }

@@ -16,16 +16,23 @@ using namespace zol::rig;
 namespace {
 
 std::atomic<bool> extensionFails{false}; // for threads other than the test's
+std::atomic<int> threadsDetached{0};
 
 } // namespace
 
-// Xlib's own, which this one stands before.
+// Xlib's own and the C library's, which these stand before.
 extern "C" __attribute__((visibility("default"))) XExtCodes* XInitExtension(Display* display,
                                                                             const char* name) {
   static const auto real =
       reinterpret_cast<XExtCodes* (*)(Display*, const char*)>(dlsym(RTLD_NEXT, "XInitExtension"));
   if (extensionFails && gettid() != getpid() && std::strcmp(name, "ZOL-V1") == 0) return nullptr;
   return real(display, name);
+}
+
+extern "C" __attribute__((visibility("default"))) int pthread_detach(pthread_t thread) {
+  static const auto real = reinterpret_cast<int (*)(pthread_t)>(dlsym(RTLD_NEXT, "pthread_detach"));
+  ++threadsDetached;
+  return real(thread);
 }
 
 namespace {
@@ -48,6 +55,13 @@ std::uint64_t blockedSignals(pid_t thread) {
   return 0;
 }
 
+// How much later than asked for a thread may be woken up, in nanoseconds.
+std::string timerSlack(pid_t thread) {
+  std::string slack;
+  std::ifstream("/proc/" + std::to_string(thread) + "/timerslack_ns") >> slack;
+  return slack;
+}
+
 // What the thread says when it is about to end.
 const std::string kDone = debugLine("void zol::gl::CopybackThread::svc()", "DONE");
 const std::string kNoExtension = "W void zol::gl::CopybackThread::svc(): Could not initialize Xzol "
@@ -68,6 +82,18 @@ TEST_F(CopybackThreadOfTheProcess, HasEverySignalBlockedAndTheProgramsThreadNone
   EXPECT_EQ(blockedSignals(getpid()), 0U);
 }
 
+// What the timer is late by is taken from the rate of the frames.
+TEST_F(CopybackThreadOfTheProcess, IsWokenUpInTimeAndTheProgramsThreadAsBefore) {
+  const std::string before = timerSlack(getpid());
+  start();
+  EXPECT_TRUE(eventually([] {
+    const std::vector<pid_t> threads = otherThreads();
+    return threads.size() == 1 && timerSlack(threads.front()) == "1";
+  }));
+  EXPECT_EQ(timerSlack(getpid()), before);
+  EXPECT_NE(before, "1");
+}
+
 // The program goes on, without frames in its windows.
 TEST_F(CopybackThreadOfTheProcess, EndsWithoutTheExtension) {
   set("ZOL_GL_INITIALIZE_COPYBACK_AT_INIT", "0");
@@ -81,6 +107,7 @@ TEST_F(CopybackThreadOfTheProcess, EndsWithoutTheExtension) {
                    [&] { EXPECT_FALSE(hasLine(texts(log().all()), kNoExtension)); });
   swap(display, window); // starts it
   EXPECT_TRUE(eventually([] { return otherThreads().empty(); }));
+  EXPECT_EQ(threadsDetached, 1); // nobody waits for it
   EXPECT_EQ(outside::calls("XCloseDisplay"), closed + 1);
   outside::setHook("XCloseDisplay", nullptr);
   EXPECT_LINES(loggedByOthers(), {"D void zol::gl::CopybackThread::svc(): START", kNoExtension});
