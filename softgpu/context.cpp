@@ -101,8 +101,8 @@ void Context::enter(Pbuffers pbuffers, Drawables drawables, Drawables driverDraw
   settle(false);
 }
 
-// Mesa's rasterizer threads wait forever when their display is closed under a scene of theirs, and a
-// program that has let go of its context believes to be free to close it.
+// Mesa's rasterizer threads wait forever when their display is closed under a scene of theirs, and
+// a program that has let go of its context believes to be free to close it.
 void Context::finishBeforeRelease() {
   if (pbuffers_.draw && pbuffers_.draw == pbuffers_.read && pbuffers_.draw->finishesLater())
     openQueries().finishBeforeLeavingFor(nullptr);
