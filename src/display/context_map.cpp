@@ -6,7 +6,6 @@
 #include "visual/visual_map.h"
 
 #include <memory>
-#include <new>
 #include <utility>
 
 using zol::MutexLock;
@@ -40,7 +39,6 @@ void addToContextMap(Display* dpy, GLXContext context, zol::gl::LocalVisualInfo*
   {
     const MutexLock lock(getContextMutex());
     ContextInfo*& entry = (*getContextMap())[context];
-    if (getContextMap()->find(context) == nullptr) throw std::bad_alloc();
     replaced.reset(std::exchange(entry, info.release()));
   }
   ZOLGL_DEBUG("added context %x to the map.", zol::hex32(context));

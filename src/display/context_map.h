@@ -36,7 +36,7 @@ zol::Map<GLXContext, zol::gl::ContextInfo*>* getContextMap();
 zol::gl::ContextInfo* findContext(GLXContext context);
 
 // Makes the record of a new context; one that an earlier context of the same address left is
-// replaced.
+// replaced. Without memory a std::bad_alloc, and nothing has changed.
 void addToContextMap(Display* dpy, GLXContext context, zol::gl::LocalVisualInfo* lvi,
                      GLXFBConfig fbconfig);
 

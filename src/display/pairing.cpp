@@ -181,9 +181,10 @@ void initialiseExtension(TSD* tsd, const char* label) {
 // thread that has been quicker; null when no memory is left to know it by.
 Display* keepLocalDisplay(Display* appdpy, Display* local) {
   const MutexLock lock(getLocalDisplayMapMutex());
-  Display*& paired = (*getLocalDisplayMap())[appdpy];
-  if (paired == nullptr) paired = local;
-  return getLocalDisplayMap()->find(appdpy) != nullptr ? paired : nullptr;
+  Display** const paired = getLocalDisplayMap()->obtain(appdpy);
+  if (paired == nullptr) return nullptr;
+  if (*paired == nullptr) *paired = local;
+  return *paired;
 }
 
 } // namespace

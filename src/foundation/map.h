@@ -51,8 +51,8 @@ struct EqualTo<const char*> {
 // A chained hash map with a fixed number of buckets, new entries at the front of their chain. Keys
 // are kept as given: the map owns neither what a key nor what a value points to.
 //
-// No operation throws. When there is no memory for the buckets the map stays empty (bucketCount()
-// is 0); a value that finds no memory is lost.
+// When there is no memory for the buckets the map stays empty (bucketCount() is 0). Only operator[]
+// throws.
 //
 // Thread safety: concurrent readers are fine.
 template <class K, class V, class Hasher, class Equal>
@@ -124,12 +124,16 @@ public:
   MapBase(const MapBase&) = delete;
   MapBase& operator=(const MapBase&) = delete;
 
-  // The value of the key, created as V() when absent.
+  // The value of the key, created as V() when absent; null without memory.
+  V* obtain(K key) {
+    Node* entry = findNode(key);
+    if (!entry) entry = insert(key);
+    return entry ? &entry->value : nullptr;
+  }
+  // The same; without memory a std::bad_alloc.
   V& operator[](K key) {
-    if (Node* found = findNode(key)) return found->value;
-    if (Node* created = insert(key)) return created->value;
-    lost = V();
-    return lost;
+    if (V* value = obtain(key)) return *value;
+    throw std::bad_alloc();
   }
 
   // Null when absent.
@@ -201,7 +205,6 @@ private:
   Link* buckets; // one block; each is the sentinel of a circular list
   size_t bucketTotal = 0;
   size_t count = 0;
-  V lost{}; // what operator[] hands out when there is no memory
 };
 
 template <class K, class V>

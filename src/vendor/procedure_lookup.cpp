@@ -73,6 +73,7 @@ static_assert(kHookRows == 94);
 } // namespace
 
 void initializeZolHooks() {
+  if (interposerTable.bucketCount() == 0) return;
 #define ZOL_HOOK(name) interposerTable[#name] = reinterpret_cast<void*>(kHandedOut<&zol_##name>);
 #define ZOL_WITHHELD(name) interposerTable[#name] = nullptr;
 #include "vendor/hooks.def"

@@ -5,7 +5,8 @@
 // Which function answers for a GL or GLX name. The interposer table is filled once, before GLVND
 // can ask; every lookup afterwards is without locks and allocates nothing.
 
-// Fills the interposer table from hooks.def.
+// Fills the interposer table from hooks.def. Without memory a std::bad_alloc: a program that got
+// some of the interposers would break. Where the table has no buckets it stays empty.
 void initializeZolHooks();
 
 // The library's interposer for `name`, null for a withheld name, else the system vendor's function.

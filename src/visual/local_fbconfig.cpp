@@ -42,8 +42,9 @@ zol::Map<Display*, HandlesById*>& handlesByDisplay() {
 HandlesById& handlesOf(Display* local) {
   HandlesById*& handles = handlesByDisplay()[local];
   if (handles == nullptr) {
-    handles = new HandlesById;
-    forEachFBConfig(local, [&](GLXFBConfig config, int id) { (*handles)[id] = config; });
+    auto asked = std::make_unique<HandlesById>();
+    forEachFBConfig(local, [&](GLXFBConfig config, int id) { (*asked)[id] = config; });
+    handles = asked.release();
   }
   return *handles;
 }
@@ -66,8 +67,11 @@ void leaveHomeOfFBConfigs(Display* local) {
   if (local != home) return;
   // A display is closed where nothing may throw, at the end of a thread for instance.
   auto* const ids = new (std::nothrow) IdsByHandle;
-  if (ids != nullptr)
-    forEachFBConfig(local, [&](GLXFBConfig config, int id) { (*ids)[config] = id; });
+  if (ids != nullptr) {
+    forEachFBConfig(local, [&](GLXFBConfig config, int id) {
+      if (int* const known = ids->obtain(config)) *known = id;
+    });
+  }
   idsOfClosedHome = ids;
   home = nullptr;
 }

@@ -440,6 +440,19 @@ TEST_F(Shortage, OfMemoryForTheNameOfTheLocalDisplayCostsTheConnection) {
   }
 }
 
+// With some of its functions a program would mix the library's objects with the driver's.
+TEST_F(Shortage, OfMemoryForTheTableOfNamesLeavesTheLibraryOut) {
+  for (const int first : {30, 60, 90}) {
+    PictureProgram program(folder_, appDisplay(),
+                           failing("memory " + std::to_string(first) + " 1"));
+    program.window("w", kWindow); // another vendor's
+    EXPECT_EQ(program.end(), 0) << program.errors();
+    const auto lines = rig::texts(program.log().all());
+    EXPECT_TRUE(hasLine(lines, "D int __glx_Main(<any>): START"));
+    EXPECT_FALSE(hasLine(lines, "D int __glx_Main(<any>): Initiating glVND interface setup"));
+  }
+}
+
 // None is there any more, which the end of a call has to bear as well.
 TEST_F(Shortage, OfMemoryForLocksEndsNoProgram) {
   Environment environment = failing("malloc:" + std::to_string(sizeof(pthread_mutex_t)));

@@ -2,6 +2,7 @@
 #include "foundation/map.h"
 
 #include <gtest/gtest.h>
+#include <new>
 #include <string>
 
 namespace {
@@ -36,23 +37,28 @@ TEST(Map, WithoutMemoryForItsBucketsStaysEmptyAndUsable) {
   TextMap map;
   EXPECT_EQ(0u, map.bucketCount());
   EXPECT_EQ(nullptr, map.find("a"));
-  map["a"] = 5;
-  EXPECT_EQ(0, map["b"]);
+  EXPECT_EQ(nullptr, map.obtain("a"));
+  EXPECT_THROW(map["a"] = 5, std::bad_alloc);
   EXPECT_EQ(nullptr, map.find("a"));
   EXPECT_FALSE(map.erase("a"));
   EXPECT_EQ(0u, map.size());
   EXPECT_TRUE(map.begin() == map.end());
 }
 
-TEST(Map, AValueWithoutMemoryForItsNodeIsLost) {
+TEST(Map, SaysThatThereIsNoMemoryForANode) {
   TextMap map;
   fakes.newsLeft = 0;
-  map["a"] = 5;
+  EXPECT_EQ(nullptr, map.obtain("a"));
+  fakes.newsLeft = 0;
+  EXPECT_THROW(map["a"] = 5, std::bad_alloc);
   EXPECT_EQ(nullptr, map.find("a"));
   EXPECT_EQ(0u, map.size());
   map["a"] = 6;
-  ASSERT_NE(nullptr, map.find("a"));
-  EXPECT_EQ(6, *map.find("a"));
+  fakes.newsLeft = 0;
+  EXPECT_EQ(6, map["a"]);
+  ASSERT_NE(nullptr, map.obtain("a"));
+  EXPECT_EQ(6, *map.obtain("a"));
+  fakes = Fakes();
 }
 
 TEST(Map, CreatesAZeroValueForAnAbsentKeyAndFindsItAgain) {
