@@ -12,6 +12,7 @@
 #include "visual/visual_map.h"
 
 #include <memory>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -40,18 +41,26 @@ Preparation prepareCreation(Display* dpy, Bool direct, const char* label) {
 }
 
 // Has the driver make the context and puts it on record, with the FBConfig that was really used.
+// One that finds no room there ends at once: the program will never know of it.
 template <class Create>
-GLXContext createOnLocalDisplay(Display* dpy, TSD* tsd, LocalVisualInfo* lvi, GLXFBConfig config,
-                                const char* label, Create create) {
+GLXContext createOnLocalDisplay(Display* dpy, const Preparation& preparation, LocalVisualInfo* lvi,
+                                GLXFBConfig config, const char* label, Create create) {
+  const auto [tsd, local] = preparation;
   MutexLock lock(getLocalDisplayMutex());
-  GLXContext const context = create();
+  GLXContext const context = create(local);
   lock.unlock();
   if (context == nullptr) {
     ZOLGL_LOG_AS(label, DEBUG, "failed in createnewcontext.");
     return nullptr;
   }
+  try {
+    addToContextMap(dpy, context, lvi, config);
+  } catch (const std::bad_alloc&) {
+    const MutexLock destruction(getLocalDisplayMutex());
+    system_glXDestroyContext(local, context);
+    throw;
+  }
   if (tsd->throwawayContext == nullptr) tsd->throwawayContext = context;
-  addToContextMap(dpy, context, lvi, config);
   return context;
 }
 
@@ -119,10 +128,10 @@ const char* debugSeverityName(GLenum severity) {
 
 GLXContext zol_glXCreateContext(Display* dpy, XVisualInfo* vis, GLXContext share, Bool direct) {
   ZOLGL_DEBUG("visual id %x", hex32(vis->visualid));
-  const auto [tsd, local] = prepareCreation(dpy, direct, __PRETTY_FUNCTION__);
-  if (local == nullptr) return nullptr;
+  const Preparation ready = prepareCreation(dpy, direct, __PRETTY_FUNCTION__);
+  if (ready.local == nullptr) return nullptr;
 
-  LocalVisualInfo* const lvi = _getLVI(dpy, vis->visualid, tsd);
+  LocalVisualInfo* const lvi = _getLVI(dpy, vis->visualid, ready.tsd);
   if (lvi == nullptr) {
     ZOLGL_DEBUG("failed for no visual.");
     return nullptr;
@@ -132,7 +141,7 @@ GLXContext zol_glXCreateContext(Display* dpy, XVisualInfo* vis, GLXContext share
     return nullptr;
   }
   GLXFBConfig const config = lvi->bestFBConfig();
-  return createOnLocalDisplay(dpy, tsd, lvi, config, __PRETTY_FUNCTION__, [=, local = local] {
+  return createOnLocalDisplay(dpy, ready, lvi, config, __PRETTY_FUNCTION__, [=](Display* local) {
     return system_glXCreateNewContext(local, fbconfigOn(local, config), GLX_RGBA_TYPE, share, True);
   });
 }
@@ -140,17 +149,17 @@ GLXContext zol_glXCreateContext(Display* dpy, XVisualInfo* vis, GLXContext share
 GLXContext zol_glXCreateNewContext(Display* dpy, GLXFBConfig config, int renderType,
                                    GLXContext share, Bool direct) {
   ZOLGL_DEBUG("fbconfig %x, render type %d", hex32(config), renderType);
-  const auto [tsd, local] = prepareCreation(dpy, direct, __PRETTY_FUNCTION__);
-  if (local == nullptr) return nullptr;
+  const Preparation ready = prepareCreation(dpy, direct, __PRETTY_FUNCTION__);
+  if (ready.local == nullptr) return nullptr;
 
-  LocalVisualInfo* const lvi = mappingFor(dpy, config, tsd, __PRETTY_FUNCTION__);
+  LocalVisualInfo* const lvi = mappingFor(dpy, config, ready.tsd, __PRETTY_FUNCTION__);
   if (lvi == nullptr) return nullptr;
   if (forcesBestConfig(lvi)) {
     config = lvi->bestFBConfig();
     renderType = GLX_RGBA_TYPE;
     ZOLGL_DEBUG("forcing fbconfig %x, render type %d", hex32(config), renderType);
   }
-  return createOnLocalDisplay(dpy, tsd, lvi, config, __PRETTY_FUNCTION__, [=, local = local] {
+  return createOnLocalDisplay(dpy, ready, lvi, config, __PRETTY_FUNCTION__, [=](Display* local) {
     return system_glXCreateNewContext(local, fbconfigOn(local, config), renderType, share, True);
   });
 }
@@ -164,10 +173,10 @@ GLXContext zol_glXCreateContextWithConfigSGIX(Display* dpy, GLXFBConfigSGIX conf
 GLXContext zol_glXCreateContextAttribsARB(Display* dpy, GLXFBConfig config, GLXContext share,
                                           Bool direct, const int* attribs) {
   ZOLGL_DEBUG("fbconfig %x", hex32(config));
-  const auto [tsd, local] = prepareCreation(dpy, direct, __PRETTY_FUNCTION__);
-  if (local == nullptr) return nullptr;
+  const Preparation ready = prepareCreation(dpy, direct, __PRETTY_FUNCTION__);
+  if (ready.local == nullptr) return nullptr;
 
-  LocalVisualInfo* const lvi = mappingFor(dpy, config, tsd, __PRETTY_FUNCTION__);
+  LocalVisualInfo* const lvi = mappingFor(dpy, config, ready.tsd, __PRETTY_FUNCTION__);
   if (lvi == nullptr) return nullptr;
   if (forcesBestConfig(lvi)) {
     config = lvi->bestFBConfig();
@@ -179,7 +188,7 @@ GLXContext zol_glXCreateContextAttribsARB(Display* dpy, GLXFBConfig config, GLXC
     attribs = debugList.data();
     ZOLGL_INFO("Added GLX_CONTEXT_FLAGS_ARB and GLX_CONTEXT_DEBUG_BIT_ARB to the attrib list");
   }
-  return createOnLocalDisplay(dpy, tsd, lvi, config, __PRETTY_FUNCTION__, [=, local = local] {
+  return createOnLocalDisplay(dpy, ready, lvi, config, __PRETTY_FUNCTION__, [=](Display* local) {
     return system_glXCreateContextAttribsARB != nullptr
                ? system_glXCreateContextAttribsARB(local, fbconfigOn(local, config), share, True,
                                                    attribs)

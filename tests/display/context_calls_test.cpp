@@ -1,5 +1,7 @@
 #include "rig/fixture.h"
+#include "rig/no_memory.h"
 
+#include <optional>
 #include <thread>
 
 using namespace zol::rig;
@@ -137,6 +139,25 @@ TEST_F(ContextCalls, ThatTheDriverRefusesAreNull) {
   const int attribs[] = {None};
   EXPECT_EQ(byAttribs_(display_, configs_.doubled, nullptr, True, attribs), nullptr);
   EXPECT_EQ(logged().back(), "D " + kByAttribs + "failed in createnewcontext.");
+  EXPECT_EQ(recorder().livingContexts(), 1);
+}
+
+// The driver's context would be left behind: nobody knows it. It is the thread's first one here.
+TEST_F(ContextCalls, ThatCannotBeRememberedAreNull) {
+  open();
+  std::optional<NoMemory> noMemory;
+  recorder().setHook("glXCreateNewContext", [&] { noMemory.emplace(); });
+  EXPECT_EQ(byVisual_(display_, &visuals_.doubled, nullptr, True), nullptr);
+  noMemory.reset();
+  recorder().setHook("glXCreateNewContext", nullptr);
+  EXPECT_LINES(driverCalls(kQueries), {"glXCreateNewContext(local, fb1, GLX_RGBA_TYPE, NULL, 1) = "
+                                       "ctx1",
+                                       "glXDestroyContext(local, ctx1)"});
+  EXPECT_TRUE(hasLine(logged(), "E <any>: std::bad_alloc"));
+
+  const GLXContext next = firstContext();
+  const Window window = createWindow(display_, visuals_.doubled, 40, 30);
+  EXPECT_EQ(GL_OF(host(), glXMakeCurrent)(display_, window, next), True);
   EXPECT_EQ(recorder().livingContexts(), 1);
 }
 
