@@ -17,7 +17,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <utility>
-#include <vector>
 
 using zol::MutexLock;
 using zol::gl::TSD;
@@ -27,30 +26,15 @@ namespace {
 // The status of a program whose X server cannot show a single frame.
 constexpr int kNoExtensionStatus = 20;
 
-// Who keeps the local display of an application display open.
-struct Holder {
-  const void* holder; // a LocalDisplayCall or a LocalDisplayHold
-  Display* appdpy;
-  bool closingWaits; // for this one's end
-};
+// The innermost call that the thread is in.
+thread_local HeldLocalDisplays* currentCall = nullptr;
 
-// Guarded by the map mutex.
-std::vector<Holder>& holders() {
-  static zol::Immortal<std::vector<Holder>> list;
-  return *list.get();
-}
-
-template <class Predicate>
-std::vector<Holder>::iterator findHolder(Predicate matches) {
-  return std::find_if(holders().begin(), holders().end(), matches);
-}
-
-// Whether the end of the local display has to wait; it is made up for then. Hold the map mutex.
-bool isHeld(Display* appdpy) {
-  const auto held = findHolder([=](const Holder& candidate) { return candidate.appdpy == appdpy; });
-  if (held == holders().end()) return false;
-  held->closingWaits = true;
-  return true;
+// Takes an object out of the list that its class keeps of them; not in it, it stays as it is.
+template <class Object>
+void unlink(Object** link, Object* gone, Object* Object::*next) {
+  while (*link != nullptr && *link != gone)
+    link = &((*link)->*next);
+  if (*link == gone) *link = gone->*next;
 }
 
 // Whether the local display of `appdpy` can be closed is found out by one look after the other, at
@@ -84,7 +68,8 @@ private:
 Look::Look(Display* appdpy) : appdpy_(appdpy) {
   const MutexLock lock(getLocalDisplayMapMutex());
   Display** const paired = getLocalDisplayMap()->find(appdpy);
-  if (paired == nullptr || *paired == nullptr || isHeld(appdpy)) return;
+  if (paired == nullptr || *paired == nullptr) return;
+  if (LocalDisplayHold::delaysEndOf(appdpy)) return;
   local_ = *paired;
   next_ = std::exchange(first_, this);
 }
@@ -97,10 +82,7 @@ Look::~Look() {
 
 // Hold the map mutex. Done before, it does nothing.
 void Look::end() {
-  Look** link = &first_;
-  while (*link != nullptr && *link != this)
-    link = &(*link)->next_;
-  if (*link == this) *link = next_;
+  unlink(&first_, this, &Look::next_);
 }
 
 bool Look::takeOffMap() {
@@ -122,30 +104,6 @@ bool Look::outdate(Display* appdpy) {
   }
   return any;
 }
-
-// Hold the map mutex.
-void hold(const void* holder, Display* appdpy) {
-  const auto known = findHolder([=](const Holder& candidate) {
-    return candidate.holder == holder && candidate.appdpy == appdpy;
-  });
-  if (known == holders().end()) holders().push_back({holder, appdpy, Look::outdate(appdpy)});
-}
-
-void letGo(const void* holder) {
-  for (;;) {
-    MutexLock lock(getLocalDisplayMapMutex());
-    const auto found =
-        findHolder([=](const Holder& candidate) { return candidate.holder == holder; });
-    if (found == holders().end()) return;
-    const Holder ended = *found;
-    holders().erase(found);
-    lock.unlock();
-    if (ended.closingWaits) _unsetLocalDisplay(ended.appdpy);
-  }
-}
-
-// The innermost that the thread is in.
-thread_local const LocalDisplayCall* currentCall = nullptr;
 
 zol::Mutex* setupMutex() {
   static zol::Immortal<zol::Mutex> mutex(false);
@@ -285,9 +243,8 @@ Display* pairedDisplayOf(const TSD* tsd, Display* appDisplay) {
 }
 
 Display* openLocalDisplay(Display* appdpy) {
+  if (currentCall != nullptr) currentCall->hold(appdpy); // also the one that is opened next
   const MutexLock lock(getLocalDisplayMapMutex());
-  // Also for the one that is opened next.
-  if (LocalDisplayCall::displaysAreClosed && currentCall != nullptr) hold(currentCall, appdpy);
   Display** const paired = getLocalDisplayMap()->find(appdpy);
   return paired != nullptr ? *paired : nullptr;
 }
@@ -327,30 +284,50 @@ void _unsetLocalDisplay(Display* appdpy) {
              static_cast<void*>(appdpy));
 }
 
-LocalDisplayHold::LocalDisplayHold(Display* appdpy) {
+LocalDisplayHold::LocalDisplayHold(Display* appdpy) : appdpy_(appdpy) {
   const MutexLock lock(getLocalDisplayMapMutex());
-  hold(this, appdpy);
+  closingWaits_ = Look::outdate(appdpy);
+  next_ = std::exchange(first_, this);
 }
 
 LocalDisplayHold::~LocalDisplayHold() {
-  letGo(this);
+  MutexLock lock(getLocalDisplayMapMutex());
+  unlink(&first_, this, &LocalDisplayHold::next_);
+  lock.unlock();
+  if (closingWaits_) _unsetLocalDisplay(appdpy_);
 }
 
-void LocalDisplayCall::begin() {
-  begun_ = true;
-  outer_ = std::exchange(currentCall, this);
-}
-
-void LocalDisplayCall::end() {
-  currentCall = outer_;
-  letGo(this);
+bool LocalDisplayHold::delaysEndOf(Display* appdpy) {
+  for (LocalDisplayHold* hold = first_; hold != nullptr; hold = hold->next_) {
+    if (hold->appdpy_ != appdpy) continue;
+    hold->closingWaits_ = true;
+    return true;
+  }
+  return false;
 }
 
 void somethingWasMadeOn(Display* appdpy) {
   const MutexLock lock(getLocalDisplayMapMutex());
-  for (Holder& holder : holders()) {
-    if (holder.appdpy == appdpy) holder.closingWaits = false;
+  for (LocalDisplayHold* hold = LocalDisplayHold::first_; hold != nullptr; hold = hold->next_) {
+    if (hold->appdpy_ == appdpy) hold->closingWaits_ = false;
   }
+}
+
+HeldLocalDisplays::HeldLocalDisplays() : outer_(std::exchange(currentCall, this)) {}
+
+HeldLocalDisplays::~HeldLocalDisplays() {
+  currentCall = outer_;
+}
+
+void HeldLocalDisplays::hold(Display* appdpy) {
+  for (std::optional<LocalDisplayHold>& room : room_) {
+    if (!room) room.emplace(appdpy);
+    if (room->appdpy() == appdpy) return;
+  }
+  const bool known =
+      std::any_of(more_.begin(), more_.end(),
+                  [appdpy](const LocalDisplayHold& hold) { return hold.appdpy() == appdpy; });
+  if (!known) more_.emplace_front(appdpy);
 }
 
 zol::Mutex* getLocalDisplayMutex() {

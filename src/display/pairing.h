@@ -4,6 +4,10 @@
 #include "foundation/mutex.h"
 #include "vendor/glx_api.h"
 
+#include <array>
+#include <forward_list>
+#include <optional>
+
 namespace zol::gl {
 struct TSD;
 }
@@ -40,14 +44,49 @@ Display* pairWithLocalDisplay(Display* dpy, zol::gl::TSD* tsd);
 // mutexes one after the other.
 void _unsetLocalDisplay(Display* appdpy);
 
+// Something of use was made on the local display of `appdpy`: what would have been closed up to now
+// stays open after all.
+void somethingWasMadeOn(Display* appdpy);
+
 // Keeps the local display of `appdpy` open while it lives, whatever ends meanwhile. At its end it
-// closes what would have been closed.
+// closes what would have been closed. Takes the map mutex, and no memory.
 class LocalDisplayHold {
 public:
   explicit LocalDisplayHold(Display* appdpy);
   ~LocalDisplayHold();
   LocalDisplayHold(const LocalDisplayHold&) = delete;
   LocalDisplayHold& operator=(const LocalDisplayHold&) = delete;
+
+  Display* appdpy() const { return appdpy_; }
+
+  // Whether there is one, so that the end of the local display has to wait; it is made up for then.
+  // Hold the map mutex.
+  static bool delaysEndOf(Display* appdpy);
+
+private:
+  friend void somethingWasMadeOn(Display* appdpy);
+
+  static inline LocalDisplayHold* first_ = nullptr; // guarded by the map mutex, as are:
+
+  Display* const appdpy_;
+  bool closingWaits_ = false; // for this one's end
+  LocalDisplayHold* next_ = nullptr;
+};
+
+// The local displays that a thread has been handed in one call.
+class HeldLocalDisplays {
+public:
+  HeldLocalDisplays();
+  ~HeldLocalDisplays();
+  HeldLocalDisplays(const HeldLocalDisplays&) = delete;
+  HeldLocalDisplays& operator=(const HeldLocalDisplays&) = delete;
+
+  void hold(Display* appdpy); // needs memory for the third one
+
+private:
+  HeldLocalDisplays* const outer_; // the call that this one was made in
+  std::array<std::optional<LocalDisplayHold>, 2> room_;
+  std::forward_list<LocalDisplayHold> more_;
 };
 
 // A call of the program's, or another stretch of a thread's work: holds every local display that
@@ -55,10 +94,7 @@ public:
 class LocalDisplayCall {
 public:
   LocalDisplayCall() {
-    if (displaysAreClosed) begin();
-  }
-  ~LocalDisplayCall() {
-    if (begun_) end();
+    if (displaysAreClosed) held_.emplace();
   }
   LocalDisplayCall(const LocalDisplayCall&) = delete;
   LocalDisplayCall& operator=(const LocalDisplayCall&) = delete;
@@ -67,16 +103,8 @@ public:
   static inline bool displaysAreClosed = false;
 
 private:
-  void begin();
-  void end();
-
-  bool begun_ = false;
-  const LocalDisplayCall* outer_ = nullptr;
+  std::optional<HeldLocalDisplays> held_;
 };
-
-// Something of use was made on the local display of `appdpy`: what would have been closed up to now
-// stays open after all.
-void somethingWasMadeOn(Display* appdpy);
 
 // Guards every call into the driver on a local display. Lock order: local drawables list, then a
 // readback object, then this one; the visual map before this one.

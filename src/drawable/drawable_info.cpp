@@ -56,9 +56,12 @@ DrawableInfo::DrawableInfo(LocalDrawableType drawableType, unsigned long app, GL
 
 DrawableInfo::~DrawableInfo() {
   painter.reset();
-  if (Display* const own = _getLocalDisplay(nullptr)) {
-    Display* const local = openLocalDisplay(pairedDisplay);
-    releaseLocalObjects(local != nullptr ? local : own, own);
+  {
+    const LocalDisplayCall call; // has room for both, which the call that this happens in may lack
+    if (Display* const own = _getLocalDisplay(nullptr)) {
+      Display* const local = openLocalDisplay(pairedDisplay);
+      releaseLocalObjects(local != nullptr ? local : own, own);
+    }
   }
   _unsetLocalDisplay(appDisplay);
 }

@@ -1,6 +1,7 @@
 #include "visual/local_fbconfig.h"
 
 #include "display/pairing.h"
+#include "foundation/immortal.h"
 #include "foundation/map.h"
 #include "vendor/system_functions.h"
 #include "visual/x_memory.h"
@@ -35,8 +36,8 @@ void forEachFBConfig(Display* local, Visit visit) {
 
 // Guarded by the local display mutex.
 zol::Map<Display*, HandlesById*>& handlesByDisplay() {
-  static auto& byDisplay = *new zol::Map<Display*, HandlesById*>;
-  return byDisplay;
+  static zol::Immortal<zol::Map<Display*, HandlesById*>> byDisplay;
+  return *byDisplay.get();
 }
 
 HandlesById& handlesOf(Display* local) {

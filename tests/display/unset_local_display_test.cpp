@@ -1,6 +1,7 @@
 // The end of a local display that nobody uses any more.
 
 #include "rig/lock_probe.h"
+#include "rig/no_memory.h"
 #include "rig/odd_configs.h"
 
 #include <algorithm>
@@ -12,10 +13,13 @@
 #include <string>
 #include <thread>
 #include <unistd.h>
+#include <vector>
 
 using namespace zol::rig;
 
 namespace {
+
+int answer[2]; // that nobody reads
 
 class LocalDisplay : public Rig {
 protected:
@@ -177,6 +181,44 @@ TEST_F(UnsetLocalDisplay, DoesNotKeepItForPixmapsAndPbuffers) {
   EXPECT_FALSE(hasLine(calls, "glXDestroyPixmap(<any>"));
 }
 
+// The thread has gone on to another connection: nothing but the pbuffer was left on this one.
+TEST_F(UnsetLocalDisplay, ClosesItWithoutMemory) {
+  open();
+  const GLXPbuffer pbuffer = newPbuffer();
+  Display* const other = openDisplay();
+  const auto destroyPbuffer = GL_OF(host(), glXDestroyPbuffer);
+  GL_OF(host(), glXQueryExtension)(other, &answer[0], &answer[1]);
+  forget();
+  {
+    const NoMemory none;
+    destroyPbuffer(other, pbuffer);
+  }
+  EXPECT_TRUE(isClosed());
+}
+
+// They are noticed to be gone in one call, on a third connection.
+TEST_F(UnsetLocalDisplay, WindowsOfSeveralConnectionsEndWithoutMemory) {
+  open();
+  std::vector<Window> windows;
+  for (int i = 0; i < 2; ++i) {
+    windows.push_back(leftWindow(newContext()));
+    display_ = openDisplay();
+  }
+  const GLXContext context = newContext();
+  for (const Window window : windows)
+    destroy(window);
+  forget();
+  std::optional<NoMemory> none;
+  recorder().setHook("glXDestroyPbuffer", [&] { none.emplace(); });
+  destroy(context);
+  none.reset();
+  const Lines calls = driverCalls();
+  EXPECT_EQ(std::count_if(calls.begin(), calls.end(),
+                          [](const std::string& call) { return call.starts_with("glXDestroyPb"); }),
+            4) // each had a second one
+      << testing::PrintToString(calls);
+}
+
 // What the driver needs an X window for finds one on the next connection.
 TEST_F(UnsetLocalDisplay, PixmapsCanBeMadeOnTheNextOne) {
   open();
@@ -306,7 +348,6 @@ void PrintTo(const Question& question, std::ostream* stream) {
   *stream << question.name;
 }
 
-int answer[2];
 unsigned int drawableAnswer;
 
 constexpr int kNoList[] = {None};
