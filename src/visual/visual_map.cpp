@@ -15,6 +15,7 @@
 #include <climits>
 #include <cstdlib>
 #include <memory>
+#include <utility>
 #include <vector>
 
 using zol::MutexLock;
@@ -89,6 +90,22 @@ bool findLocalVisual(Display* local, LocalVisualInfo* entry, bool withMultisampl
   return false;
 }
 
+// A map that is not complete yet. Broken off, it leaves nothing.
+struct Draft {
+  Draft() = default;
+  Draft(const Draft&) = delete;
+  Draft& operator=(const Draft&) = delete;
+  ~Draft() {
+    for (LocalVisualInfo* entry : entries) {
+      XFree(entry->fbConfigs);
+      delete entry;
+    }
+  }
+
+  std::list<LocalVisualInfo*> entries;
+  zol::gl::FBConfigOwners owners;
+};
+
 } // namespace
 
 std::list<LocalVisualInfo*>* getListLocalVisuals() {
@@ -143,6 +160,7 @@ void initializeVisualMap(Display* appDisplay, int screen, zol::gl::TSD* tsd) {
   }
   visuals.reset();
 
+  Draft draft;
   for (auto& entry : candidates) {
     const unsigned int appId = entry->appVisual.visualId;
     chooseFBConfigs(local, entry.get());
@@ -164,15 +182,17 @@ void initializeVisualMap(Display* appDisplay, int screen, zol::gl::TSD* tsd) {
       ZOLGL_DEBUG("Could not determine a local XVisual for app visual %x - dropping item", appId);
       continue;
     }
-    getListLocalVisuals()->push_back(entry.get());
+    draft.entries.push_back(entry.get());
     LocalVisualInfo* const admitted = entry.release();
     static_cast<void>(configs.release()); // the entry keeps them
-    getFBConfigOwners()->add(admitted);
+    draft.owners.add(admitted);
     const int id = fbConfigAttrib(local, admitted->bestFBConfig(), GLX_FBCONFIG_ID);
     ZOLGL_DEBUG("LVI %p: fbconfig %p, fbconfig id 0x%x, local visual id 0x%x, app visual id 0x%x",
                 static_cast<void*>(admitted), static_cast<void*>(admitted->bestFBConfig()), id,
                 admitted->localVisual.visualId, appId);
   }
+  getListLocalVisuals()->swap(draft.entries);
+  std::swap(*getFBConfigOwners(), draft.owners);
   setHomeOfFBConfigs(pairedDisplayOf(tsd, appDisplay), local);
   visualMapInitialized = true;
 }

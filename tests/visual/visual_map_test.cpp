@@ -1,6 +1,7 @@
 #include "display/pairing.h"
 #include "foundation/conf_settings.h"
 #include "visual/fake_displays.h"
+#include "visual/fbconfig_owners.h"
 #include "visual/fbconfig_queries.h"
 #include "visual/filled_map.h"
 #include "visual/own_process.h"
@@ -11,6 +12,7 @@
 #include <cstdlib>
 #include <functional>
 #include <gtest/gtest.h>
+#include <new>
 
 using recording::messages;
 using zol::gl::LocalVisualInfo;
@@ -32,6 +34,11 @@ std::string format(const char* text, const void* a, const void* b = nullptr) {
 std::vector<LocalVisualInfo*> entries() {
   zol::MutexLock lock(getLVIMutex());
   return {getListLocalVisuals()->begin(), getListLocalVisuals()->end()};
+}
+
+LocalVisualInfo* firstOwner() {
+  zol::MutexLock lock(getLVIMutex());
+  return getFBConfigOwners()->find(fake::config(0), false, 24);
 }
 
 void build() {
@@ -137,6 +144,26 @@ TEST(ALocalVisualInfo, StartsDoubleBufferedWithoutFBConfigs) {
 
 TEST(BuildingTheVisualMap, LogsEveryVisualAndWhatBecameOfIt) {
   inAProcessOfItsOwn(logsABuildInFull);
+}
+
+TEST(BuildingTheVisualMap, BeginsAnewWhereMemoryEndedIt) {
+  inAProcessOfItsOwn([] {
+    fake::World& world = threeConfigs(0, 0, 0);
+    world.appVisuals.push_back({0x22, 24, fake::rgba(true)});
+    int requests = 0;
+    world.choose = [&](const int*) {
+      if (++requests == 2) throw std::bad_alloc();
+      return std::vector<int>{0, 1, 2};
+    };
+    EXPECT_THROW(build(), std::bad_alloc);
+    EXPECT_EQ(entries(), std::vector<LocalVisualInfo*>{});
+    EXPECT_EQ(firstOwner(), nullptr);
+    build();
+    ASSERT_EQ(entries().size(), 2u);
+    EXPECT_EQ(entries()[0]->appVisual.visualId, 0x21u);
+    EXPECT_EQ(entries()[1]->appVisual.visualId, 0x22u);
+    EXPECT_EQ(firstOwner(), entries()[0]);
+  });
 }
 
 TEST(BuildingTheVisualMap, HappensOnce) {
