@@ -1,12 +1,12 @@
 #include "call_figures.h"
 
 #include "bare_frame.h"
+#include "foundation/conf_settings.h"
 #include "paired_times.h"
 
 #include <atomic>
 #include <barrier>
 #include <cstdio>
-#include <cstdlib>
 #include <ctime>
 #include <memory>
 #include <stdexcept>
@@ -18,9 +18,14 @@ namespace zol::bench {
 
 namespace {
 
-// As the library decides it by its setting.
+// As the library finds them.
+const conf::Settings& settings() {
+  static const conf::Settings found;
+  return found;
+}
+
 bool threadMapsPixels() {
-  return std::getenv("ZOL_GL_FORCE_SINGLE_THREAD_READBACK") != nullptr;
+  return settings().forceSingleThreadReadback;
 }
 
 void compareQueriesOfState(const CallRig& rig, int rounds) {
@@ -179,7 +184,7 @@ void measureViewport(const CallRig& rig, int rounds) {
   const auto ours = GL_OF(rig.ours(), glViewport);
   const auto drivers = GL_OF(rig.drivers(), glViewport);
   BareFrame bare(rig, window, false);
-  if (std::getenv("ZOL_GL_VIEWPORT_RESIZE_OPTIMIZATION") != nullptr) {
+  if (settings().viewportResizeOptimization) {
     compareCalls(
         "glViewport-optimized", rounds, [&] { ours(0, 0, 300, 300); },
         [&] { drivers(0, 0, 300, 300); });

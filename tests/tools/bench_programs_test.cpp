@@ -37,14 +37,16 @@ std::unique_ptr<tools::DisplayServer> BenchPrograms::server_;
 // The library above a driver of the test's choice.
 class BenchCalls : public testing::Test {
 protected:
-  Outcome bench(const std::string& driver, std::vector<std::string> options) {
+  Outcome bench(const std::string& driver, std::vector<std::string> options,
+                Program::Environment environment = {}) {
     local_ = start({"--vendor-names", driver});
     app_ = start({"--gl-display", local_->name()});
     options.insert(options.begin(), ZOL_PROGRAM_FOLDER "/zol-bench-calls");
-    return run(std::move(options), {{"DISPLAY", app_->name()},
-                                    {"LD_LIBRARY_PATH", ZOL_LIBRARY_FOLDERS},
-                                    {"ZOL_NULL_FBCONFIGS", "40"},
-                                    {"ZOL_GL_USER_CONFDIR", "/nonexistent"}});
+    environment.merge(Program::Environment{{"DISPLAY", app_->name()},
+                                           {"LD_LIBRARY_PATH", ZOL_LIBRARY_FOLDERS},
+                                           {"ZOL_NULL_FBCONFIGS", "40"},
+                                           {"ZOL_GL_USER_CONFDIR", "/nonexistent"}});
+    return run(std::move(options), environment);
   }
 
 private:
@@ -146,6 +148,25 @@ TEST_F(BenchCalls, EachIsALineOfFigures) {
   EXPECT_TRUE(std::regex_match(outcome.out, std::regex("([A-Za-z-]+( -?[0-9]+\\.[0-9]){5}\n)+")))
       << outcome.out;
   EXPECT_NE(outcome.out.find("\nglFlush-front "), std::string::npos) << outcome.out;
+}
+
+TEST_F(BenchCalls, AreComparedAsTheLibrarysSettingsSay) {
+  const struct {
+    const char* variable;
+    const char* what;
+    const char* off;
+    const char* on;
+  } settings[] = {
+      {"ZOL_GL_FORCE_SINGLE_THREAD_READBACK", "frame", "frame", "frame-mapped"},
+      {"ZOL_GL_VIEWPORT_RESIZE_OPTIMIZATION", "viewport", "glViewport", "glViewport-optimized"}};
+  for (const auto& setting : settings) {
+    for (const bool on : {false, true}) {
+      const Outcome outcome = bench("zolnull", {"--rounds", "1", "--visuals", "20", setting.what},
+                                    {{setting.variable, on ? "1" : "0"}});
+      EXPECT_EQ(outcome.status, 0) << outcome.err;
+      EXPECT_EQ(outcome.out.substr(0, outcome.out.find(' ')), on ? setting.on : setting.off);
+    }
+  }
 }
 
 TEST_F(BenchCalls, MoreVisualsThanTheDisplayHasAreRefused) {
