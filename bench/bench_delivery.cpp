@@ -28,7 +28,8 @@ and watches them arrive there on a second connection (with the DAMAGE extension 
 the number's pixels). Prints one line: frames per second and window that were produced
 and that reached their window, the latter also of the window that got the fewest; the
 median and the 95th percentile of the milliseconds from the call of the swap to the
-moment when the number was read from the window, and how many frames that is of.
+moment when the number was read from the window, a dash where none was, and how many
+frames that is of.
 
   --size WxH       size of the windows (default 300x300)
   --windows N      (default 1)
@@ -106,11 +107,11 @@ void measure(const Options& options) {
   const auto delivered = windows.take();
   const int reached = std::accumulate(delivered.frames.begin(), delivered.frames.end(), 0);
   const int fewest = *std::min_element(delivered.frames.begin(), delivered.frames.end());
-  printf("produced_fps %.2f reached_fps %.2f fewest_fps %.2f delay_ms %.3f delay95_ms %.3f "
+  printf("produced_fps %.2f reached_fps %.2f fewest_fps %.2f delay_ms %s delay95_ms %s "
          "delays %zu vendors \"%s\"\n",
          rounds / seconds, reached / seconds / options.windows, fewest / seconds,
-         median(delivered.delays), quantile(delivered.delays, 0.95), delivered.delays.size(),
-         loadedVendors().c_str());
+         quantileText(delivered.delays, 0.5).c_str(), quantileText(delivered.delays, 0.95).c_str(),
+         delivered.delays.size(), loadedVendors().c_str());
 }
 
 } // namespace

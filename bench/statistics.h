@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+#include <utility>
 #include <vector>
 
 namespace zol::bench {
@@ -10,5 +12,8 @@ double quantile(std::vector<double> values, double share);
 inline double median(std::vector<double> values) {
   return quantile(std::move(values), 0.5);
 }
+
+// A quantile as it is printed, with three digits; a dash of none.
+std::string quantileText(const std::vector<double>& values, double share);
 
 } // namespace zol::bench

@@ -2,7 +2,7 @@
 delay_heading="From the swap to the window"
 
 # delays WAY RATE SIZE: after these words, median and 95th percentile, of single frames and of frames
-# that follow each other freely. A rate of 0 is none.
+# that follow each other freely. A rate of 0 is none; a dash is of no frame.
 delays() {
   local how line
   echo "$*"
@@ -31,9 +31,9 @@ print_delay() {
     "| running free, median ms | 95 % within, ms |"
   echo "|---|---|--:|--:|--:|--:|--:|"
   while read -r way figures; do
-    awk -v way="${way_names[$way]}" '{
-      interval = $1 ? sprintf("%.1f", 1000 / $1) : "-"
-      printf "| %s | %s | %s | %.1f | %.1f | %.1f | %.1f |\n", $2, way, interval, $3, $4, $5, $6 }' \
-      <<<"$figures"
+    awk -v way="${way_names[$way]}" '
+      function shown(value) { return value == "-" ? value : sprintf("%.1f", value) }
+      { printf "| %s | %s | %s | %s | %s | %s | %s |\n", $2, way, shown($1 ? 1000 / $1 : "-"),
+          shown($3), shown($4), shown($5), shown($6) }' <<<"$figures"
   done <"$scratch/delay"
 }

@@ -78,6 +78,11 @@ TEST(BenchStatistics, QuantileIsTheValueOfTheNearestRank) {
   EXPECT_EQ(bench::quantile({}, 0.5), 0);
 }
 
+TEST(BenchStatistics, WhatWasNeverSeenIsADash) {
+  EXPECT_EQ(bench::quantileText({}, 0.5), "-");
+  EXPECT_EQ(bench::quantileText({3, 1, 2.0625}, 0.5), "2.062");
+}
+
 TEST(BenchTurns, AProcessWorksOnceForEachTurnInItsOwnMemory) {
   int prepared = 0;
   bench::TurnProcess process([&prepared] {
