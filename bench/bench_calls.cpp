@@ -14,7 +14,7 @@ using namespace zol::bench;
 using zol::tools::Arguments;
 using zol::tools::UsageError;
 
-constexpr char kHelp[] = R"(Usage: zol-bench-calls [--visuals N] [--rounds N] WHAT
+constexpr char kAbout[] = R"(Usage: zol-bench-calls [--visuals N] [--rounds N] WHAT
 
 Times calls of the library above a driver that does nothing, beside the bare calls to
 that driver. DISPLAY names a display of Xzol whose local display announces the vendor
@@ -31,10 +31,6 @@ WHAT is one of
   visual-map    building the visual map; one column, one round
   idle-windows  a frame of one window beside others
   threads       processor time of a frame of one of several threads
-
-  --visuals N  visuals of the application display to use (default 200)
-  --rounds N   measure N times each (default 200)
-  --help       show this help
 )";
 
 struct Measurement {
@@ -51,20 +47,23 @@ constexpr Measurement kMeasurements[] = {
 };
 
 struct Options {
-  bool help = false;
+  std::string help;
   int visuals = 200;
   int rounds = 200;
   const Measurement* what = nullptr;
 
   static Options parse(Arguments arguments) {
     Options options;
-    const Option known[] = {flagOption("--help", &options.help),
-                            countOption("--visuals", &options.visuals),
-                            countOption("--rounds", &options.rounds)};
-    while (!arguments.atEnd() && !options.help) {
-      if (!takeOption(arguments, known)) options.what = find(arguments.take());
+    const Option known[] = {
+        countOption("--visuals N", &options.visuals, "visuals of the application display to use"),
+        countOption("--rounds N", &options.rounds, "measure N times each")};
+    while (!arguments.atEnd() && options.help.empty()) {
+      if (arguments.takeFlag("--help"))
+        options.help = helpOf(known);
+      else if (!takeOption(arguments, known))
+        options.what = find(arguments.take());
     }
-    if (options.help) return options;
+    if (!options.help.empty()) return options;
     if (options.what == nullptr) throw UsageError("what to measure is missing");
     return options;
   }
@@ -87,5 +86,5 @@ void measure(const Options& options) {
 } // namespace
 
 int main(int argc, char** argv) {
-  return runProgram("zol-bench-calls", kHelp, argc, argv, measure);
+  return runProgram("zol-bench-calls", kAbout, argc, argv, measure);
 }

@@ -12,6 +12,7 @@
 #include <chrono>
 #include <cstdio>
 #include <numeric>
+#include <string>
 #include <vector>
 
 namespace {
@@ -21,7 +22,7 @@ using zol::tools::Arguments;
 using zol::tools::UsageError;
 using Clock = std::chrono::steady_clock;
 
-constexpr char kHelp[] = R"(Usage: zol-bench-delivery [options]
+constexpr char kAbout[] = R"(Usage: zol-bench-delivery [options]
 
 Draws numbered frames into windows on the current display, one window after the other,
 and watches them arrive there on a second connection (with the DAMAGE extension and
@@ -30,16 +31,10 @@ and that reached their window, the latter also of the window that got the fewest
 median and the 95th percentile of the milliseconds from the call of the swap to the
 moment when the number was read from the window, a dash where none was, and how many
 frames that is of.
-
-  --size WxH       size of the windows (default 300x300)
-  --windows N      (default 1)
-  --seconds N      measure for N seconds (default 3)
-  --one-at-a-time  draw a frame only when the one before it is in its window
-  --help           show this help
 )";
 
 struct Options {
-  bool help = false;
+  std::string help;
   Size size{300, 300};
   int windows = 1;
   double seconds = 3;
@@ -47,10 +42,12 @@ struct Options {
 
   static Options parse(Arguments arguments) {
     Options options;
-    const Option known[] = {sizeOption("--size", &options.size),
-                            countOption("--windows", &options.windows),
-                            secondsOption("--seconds", &options.seconds),
-                            flagOption("--one-at-a-time", &options.oneAtATime)};
+    const Option known[] = {
+        sizeOption(&options.size, "size of the windows"),
+        countOption("--windows N", &options.windows, "how many there are"),
+        secondsOption(&options.seconds),
+        flagOption("--one-at-a-time", &options.oneAtATime,
+                   "draw a frame only when the one before it is in its window")};
     options.help = takeOptions(arguments, known);
     return options;
   }
@@ -117,5 +114,5 @@ void measure(const Options& options) {
 } // namespace
 
 int main(int argc, char** argv) {
-  return runProgram("zol-bench-delivery", kHelp, argc, argv, measure);
+  return runProgram("zol-bench-delivery", kAbout, argc, argv, measure);
 }

@@ -28,7 +28,8 @@ using namespace zol::bench;
 using zol::tools::Arguments;
 using zol::tools::UsageError;
 
-constexpr char kHelp[] = R"(Usage: zol-bench-floor --local-display NAME --app-display NAME [options]
+constexpr char kAbout[] =
+    R"(Usage: zol-bench-floor --local-display NAME --app-display NAME [options]
 
 Lets processes take turns of a tenth of a second: one makes the driver's calls of a
 frame itself, in the library's order and without waiting for any ("floor"); the others
@@ -38,20 +39,13 @@ the drawing has been finished. New processes go on every 0.75 seconds.
 Prints a line for each: the median microseconds of a swap and their ratio to the
 floor's in the same round, as median, lowest and highest; then the same of the time
 that the thread was running, and of the longest swap of a turn.
-
-  --local-display NAME  where frames are rendered
-  --app-display NAME    the display of the windows
-  --size WxH            size of the frame (default 300x300)
-  --seconds N           measure for N seconds (default 6)
-  --single-thread       read back as in a program without threads
-  --help                show this help
 )";
 
 constexpr double kTurn = 0.1;        // seconds
 constexpr double kGeneration = 0.75; // seconds that processes take turns before others do
 
 struct Options {
-  bool help = false;
+  std::string help;
   std::string localDisplay;
   std::string appDisplay;
   Size size{300, 300};
@@ -60,13 +54,14 @@ struct Options {
 
   static Options parse(Arguments arguments) {
     Options options;
-    const Option known[] = {textOption("--local-display", &options.localDisplay),
-                            textOption("--app-display", &options.appDisplay),
-                            sizeOption("--size", &options.size),
-                            secondsOption("--seconds", &options.seconds),
-                            flagOption("--single-thread", &options.singleThread)};
+    const Option known[] = {
+        textOption("--local-display NAME", &options.localDisplay, "where frames are rendered"),
+        textOption("--app-display NAME", &options.appDisplay, "the display of the windows"),
+        sizeOption(&options.size, "size of the frame"), secondsOption(&options.seconds),
+        flagOption("--single-thread", &options.singleThread,
+                   "read back as in a program without threads")};
     options.help = takeOptions(arguments, known);
-    if (options.help) return options;
+    if (!options.help.empty()) return options;
     if (options.localDisplay.empty()) throw UsageError("--local-display is missing");
     if (options.appDisplay.empty()) throw UsageError("--app-display is missing");
     return options;
@@ -210,5 +205,5 @@ void measure(const Options& options) {
 } // namespace
 
 int main(int argc, char** argv) {
-  return runProgram("zol-bench-floor", kHelp, argc, argv, measure);
+  return runProgram("zol-bench-floor", kAbout, argc, argv, measure);
 }

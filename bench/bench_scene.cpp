@@ -26,29 +26,17 @@ using zol::tools::Arguments;
 using zol::tools::UsageError;
 using Clock = std::chrono::steady_clock;
 
-constexpr char kHelp[] = R"(Usage: zol-bench-scene [options]
+constexpr char kAbout[] = R"(Usage: zol-bench-scene [options]
 
 Draws three turning rings into windows on the current display, as many frames as it
 can, and prints one line at the end: the frames, the seconds, the frames per second,
 the GLX vendor libraries that served it and the renderer; and for itself (0) and each
 --process (1, 2 ...) the processor time meanwhile in seconds and, in KiB, the memory
 of its own and the shared memory. It waits for nothing between the frames.
-
-  --size WxH     size of the windows (default 300x300)
-  --seconds N    end after N seconds; without it, SIGTERM or SIGINT ends it
-  --windows N    of each thread, drawn in turn (default 1)
-  --drawn N      go on drawing in N of the windows alone (default: all)
-  --place N      of the first window on the screen, where windows lie side by side
-                 (default 0)
-  --threads N    each with a connection and windows of its own (default 1)
-  --process PID  tell what this process used; may be given again
-  --once         draw one frame, and print no more than the clock (seconds since 1970)
-                 when it was finished, and the vendor libraries
-  --help         show this help
 )";
 
 struct Options {
-  bool help = false;
+  std::string help;
   Size size{300, 300};
   double seconds = 0; // 0: until a signal
   int windows = 1;
@@ -62,21 +50,29 @@ struct Options {
 
   static Options parse(Arguments arguments) {
     Options options;
-    const Option known[] = {flagOption("--once", &options.once),
-                            sizeOption("--size", &options.size),
-                            secondsOption("--seconds", &options.seconds),
-                            countOption("--windows", &options.windows),
-                            countOption("--drawn", &options.drawn),
-                            countOption("--place", &options.place, 0),
-                            countOption("--threads", &options.threads),
-                            [&](Arguments& words) {
-                              int process = 0;
-                              const bool taken = countOption("--process", &process)(words);
-                              if (taken) options.processes.push_back(process);
-                              return taken;
-                            }};
+    const Option known[] = {
+        sizeOption(&options.size, "size of the windows"),
+        secondsOption(&options.seconds,
+                      "end after N seconds; without it, SIGTERM or SIGINT ends it"),
+        countOption("--windows N", &options.windows, "of each thread, drawn in turn"),
+        countOption("--drawn N", &options.drawn,
+                    "go on drawing in N of the windows alone (default: all)"),
+        countOption("--place N", &options.place,
+                    "of the first window on the screen, where windows lie side by side", 0),
+        countOption("--threads N", &options.threads,
+                    "each with a connection and windows of its own"),
+        {"--process PID", "tell what this process used; may be given again",
+         [&](Arguments& words) {
+           int process = 0;
+           const bool taken = countOption("--process", &process, "").take(words);
+           if (taken) options.processes.push_back(process);
+           return taken;
+         }},
+        flagOption("--once", &options.once,
+                   "draw one frame, and print no more than the clock (seconds since 1970) when it "
+                   "was finished, and the vendor libraries")};
     options.help = takeOptions(arguments, known);
-    if (options.help) return options;
+    if (!options.help.empty()) return options;
     if (options.drawn > options.windows) throw UsageError("--drawn is more than --windows");
     return options;
   }
@@ -194,5 +190,5 @@ void run(const Options& options) {
 } // namespace
 
 int main(int argc, char** argv) {
-  return runProgram("zol-bench-scene", kHelp, argc, argv, run);
+  return runProgram("zol-bench-scene", kAbout, argc, argv, run);
 }

@@ -21,32 +21,27 @@ using zol::tools::Arguments;
 using zol::tools::UsageError;
 using Clock = std::chrono::steady_clock;
 
-constexpr char kHelp[] = R"(Usage: zol-bench-steps --app-display NAME [--size WxH] [--seconds N]
+constexpr char kAbout[] = R"(Usage: zol-bench-steps --app-display NAME [--size WxH] [--seconds N]
 
 Times the steps that a frame takes from a program to its window: drawn and read
 back on the current display, painted on another. Each step is waited for, which the
 library itself does not do. Prints one line a step: the name and the median in
 microseconds.
-
-  --app-display NAME  the display of the window
-  --size WxH          size of the frame (default 300x300)
-  --seconds N         measure for N seconds (default 3)
-  --help              show this help
 )";
 
 struct Options {
-  bool help = false;
+  std::string help;
   Size size{300, 300};
   double seconds = 3;
   std::string appDisplay;
 
   static Options parse(Arguments arguments) {
     Options options;
-    const Option known[] = {textOption("--app-display", &options.appDisplay),
-                            sizeOption("--size", &options.size),
-                            secondsOption("--seconds", &options.seconds)};
+    const Option known[] = {
+        textOption("--app-display NAME", &options.appDisplay, "the display of the window"),
+        sizeOption(&options.size, "size of the frame"), secondsOption(&options.seconds)};
     options.help = takeOptions(arguments, known);
-    if (options.help) return options;
+    if (!options.help.empty()) return options;
     if (options.appDisplay.empty()) throw UsageError("--app-display is missing");
     return options;
   }
@@ -93,5 +88,5 @@ void measure(const Options& options) {
 } // namespace
 
 int main(int argc, char** argv) {
-  return runProgram("zol-bench-steps", kHelp, argc, argv, measure);
+  return runProgram("zol-bench-steps", kAbout, argc, argv, measure);
 }

@@ -23,21 +23,12 @@ using namespace zol::bench;
 using zol::tools::Arguments;
 using zol::tools::UsageError;
 
-constexpr char kHelp[] = R"(Usage: zol-frame-watch [options] [--] command [arguments]
+constexpr char kAbout[] = R"(Usage: zol-frame-watch [options] [--] command [arguments]
 
 Runs a program on the current display, counts the frames that reach its window
 (with the DAMAGE extension), takes a picture of the window and ends the program.
 The window is the first one that is mapped on the display after the start; no
 window manager should be running there.
-
-  --seconds N    count for N seconds from the first frame on (default 5)
-  --size WxH     give the window this size first
-  --png FILE     write the picture as PNG
-  --json FILE    write the figures as JSON; "-" is standard output, in place of
-                 the lines for people
-  --patience N   give up when no window or no frame came within N seconds
-                 (default 30)
-  --help         show this help
 
 The exit status is 1 when no window appeared, when nothing was painted into it,
 when its picture is blank (all pixels the same) or when the program ended first;
@@ -45,7 +36,7 @@ when its picture is blank (all pixels the same) or when the program ended first;
 )";
 
 struct Options {
-  bool help = false;
+  std::string help;
   double seconds = 5;
   double patience = 30;
   std::optional<Size> size;
@@ -59,19 +50,23 @@ struct Options {
 Options Options::parse(Arguments arguments) {
   Options options;
   Size wanted;
-  const Option known[] = {flagOption("--help", &options.help),
-                          secondsOption("--seconds", &options.seconds),
-                          secondsOption("--patience", &options.patience),
-                          sizeOption("--size", &wanted),
-                          textOption("--png", &options.png),
-                          textOption("--json", &options.json)};
-  while (!arguments.atEnd() && !options.help && options.command.empty()) {
-    if (takeOption(arguments, known)) continue;
+  const Option known[] = {
+      secondsOption(&options.seconds, "count for N seconds from the first frame on"),
+      sizeOption(&wanted, "give the window this size first"),
+      textOption("--png FILE", &options.png, "write the picture as PNG"),
+      textOption("--json FILE", &options.json,
+                 "write the figures as JSON; \"-\" is standard output, in place of the lines for "
+                 "people"),
+      secondsOption(&options.patience, "give up when no window or no frame came within N seconds",
+                    "--patience N")};
+  while (!arguments.atEnd() && options.help.empty() && options.command.empty()) {
+    if (arguments.takeFlag("--help")) options.help = helpOf(known);
+    if (!options.help.empty() || takeOption(arguments, known)) continue;
     if (!arguments.takeFlag("--") && arguments.peek().starts_with("-"))
       throw UsageError("unknown option " + arguments.peek());
     options.command = arguments.takeRest();
   }
-  if (options.help) return options;
+  if (!options.help.empty()) return options;
   if (wanted != Size{}) options.size = wanted;
   if (options.command.empty()) throw UsageError("no command to run");
   return options;
@@ -139,5 +134,5 @@ void run(const Options& options) {
 } // namespace
 
 int main(int argc, char** argv) {
-  return runProgram("zol-frame-watch", kHelp, argc, argv, run);
+  return runProgram("zol-frame-watch", kAbout, argc, argv, run);
 }

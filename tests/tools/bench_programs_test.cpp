@@ -139,6 +139,25 @@ TEST_F(BenchPrograms, WindowsThatWouldCoverEachOtherAreRefused) {
                              "' has no room for 5 windows of that size\n");
 }
 
+TEST_F(BenchPrograms, HelpNamesOptionsAndTheirDefaults) {
+  const Outcome outcome = bench("scene", {"--windows", "3", "--help"});
+  EXPECT_EQ(outcome.status, 0);
+  const std::string options = outcome.out.substr(outcome.out.find("\n\n  --") + 2);
+  EXPECT_EQ(
+      options,
+      "  --size WxH     size of the windows (default 300x300)\n"
+      "  --seconds N    end after N seconds; without it, SIGTERM or SIGINT ends it\n"
+      "  --windows N    of each thread, drawn in turn (default 1)\n"
+      "  --drawn N      go on drawing in N of the windows alone (default: all)\n"
+      "  --place N      of the first window on the screen, where windows lie side by side\n"
+      "                 (default 0)\n"
+      "  --threads N    each with a connection and windows of its own (default 1)\n"
+      "  --process PID  tell what this process used; may be given again\n"
+      "  --once         draw one frame, and print no more than the clock (seconds since 1970)\n"
+      "                 when it was finished, and the vendor libraries\n"
+      "  --help         show this help\n");
+}
+
 TEST_F(BenchPrograms, AProcessThatDoesNotExistIsNamed) {
   constexpr char kNoProcess[] = "4194305"; // Linux has none above 2^22
   const Outcome outcome = bench("scene", {"--seconds", "0.01", "--process", kNoProcess});
