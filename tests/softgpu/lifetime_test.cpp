@@ -152,9 +152,10 @@ TEST_F(LetGoOfAtOnce, TheConnectionClosesRightAfterDrawing) {
   }
 }
 
-TEST_F(LetGoOfAtOnce, TheConnectionClosesRightAfterItsPbuffersAreDestroyed) {
+TEST_F(LetGoOfAtOnce, TheConnectionClosesRightAfterAllIsDestroyed) {
   for (int i = 0; i < 20; ++i) {
     drawAndLetGo();
+    destroy(context_);
     destroyPbuffers();
     closeAndReopen();
   }
