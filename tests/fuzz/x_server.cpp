@@ -5,6 +5,7 @@
 #include <X11/Xproto.h>
 
 #include <cerrno>
+#include <csignal>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <thread>
@@ -128,6 +129,18 @@ void serve(const Peer& peer, bool announcesExtension, std::string answer, bool h
   }
 }
 
+// A thread whose calls no signal interrupts; libFuzzer's alarms are for the thread that it started.
+template <class Work>
+std::thread undisturbed(const Work& work) {
+  sigset_t all;
+  sigset_t before;
+  sigfillset(&all);
+  pthread_sigmask(SIG_BLOCK, &all, &before);
+  std::thread thread(work);
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  return thread;
+}
+
 void surviveBrokenConnection(Display*, void*) {}
 
 } // namespace
@@ -175,7 +188,7 @@ XServer::XServer(bool announcesExtension) : d(std::make_unique<Private>()) {
       FUZZ_CHECK(errno == EADDRINUSE);
   }
   FUZZ_CHECK(::listen(d->listener, 1) == 0);
-  d->thread = std::thread([this] { d->run(); });
+  d->thread = undisturbed([this] { d->run(); });
 }
 
 XServer::~XServer() {
