@@ -1,11 +1,10 @@
 #include "frame/readback_context.h"
 
 #include "foundation/log.h"
+#include "frame/frame_copy.h"
 #include "frame/frame_size.h"
 #include "frame/image_painter.h"
 #include "vendor/system_functions.h"
-
-#include <cstring>
 
 namespace zol::gl {
 
@@ -110,7 +109,7 @@ void ReadbackContext::copyToAppDisplay(Display* appDisplay, XImagePainter* paint
   }
   if (!painter->setup(appDisplay, visualId, width, height) || !painter->getBuffer()) return;
 
-  std::memcpy(painter->getBuffer(), mappedPixels, frameBytes(width, height));
+  copyFrame(painter->getBuffer(), mappedPixels, frameBytes(width, height));
   painter->draw(appDisplay, width, height);
   frameReady = false;
 }

@@ -2,11 +2,10 @@
 
 #include "display/pairing.h"
 #include "foundation/log.h"
+#include "frame/frame_copy.h"
 #include "frame/frame_size.h"
 #include "frame/image_painter.h"
 #include "vendor/system_functions.h"
-
-#include <cstring>
 
 namespace zol::gl {
 
@@ -66,7 +65,7 @@ void ReadbackContextMultiThread::deliver(const char* origin, Display* appDisplay
     ZOLGL_LOG_AS(origin, WARNING, "Failed to map buffer for copyback");
     return;
   }
-  std::memcpy(painter->getBuffer(), pixels, size);
+  copyFrame(painter->getBuffer(), pixels, size);
   painter->draw(appDisplay, width, height);
   frameReady = false;
   system_glUnmapBuffer(GL_PIXEL_PACK_BUFFER);
