@@ -47,7 +47,8 @@ struct Options {
         countOption("--windows N", &options.windows, "how many there are"),
         secondsOption(&options.seconds),
         flagOption("--one-at-a-time", &options.oneAtATime,
-                   "draw a frame only when the one before it is in its window")};
+                   "draw a frame only when the one before it is in its window, "
+                   "and swap it when it is drawn")};
     options.help = takeOptions(arguments, known);
     return options;
   }
@@ -65,6 +66,7 @@ public:
     for (int i = 0; i < windows_.count(); ++i) {
       windows_.draw(i);
       drawFrameNumber(number_, size_);
+      if (await) glFinish(); // what is waited for is the frame's way alone
       watch_.swapping(static_cast<size_t>(i), number_);
       windows_.swap(i);
       if (await) watch_.awaitShown(static_cast<size_t>(i), number_);
