@@ -5,6 +5,7 @@
 #include "softgpu/error_trap.h"
 
 #include <new>
+#include <utility>
 
 namespace zol::softgpu {
 
@@ -21,16 +22,22 @@ CopyContexts::Loan::~Loan() {
   if (!from_.closed_) from_.idle_.push_back(context_); // never grows: take() has reserved the place
 }
 
-bool CopyContexts::finishLater() {
+bool CopyContexts::finishLater() try {
   const std::lock_guard lock(mutex_);
-  if (closed_ || idle_.empty()) return false;
-  if (place_ == None) {
-    const int attributes[] = {GLX_PBUFFER_WIDTH, 1, GLX_PBUFFER_HEIGHT, 1, None};
-    ErrorTrap trap(display_);
-    const GLXPbuffer place = driver.glXCreatePbuffer(display_, config_, attributes);
-    if (!trap.caught()) place_ = place;
-  }
+  if (closed_ || created_ == 0) return false;
+  if (!std::exchange(placeTried_, true)) place_ = createPlace();
   return place_ != None;
+} catch (const std::bad_alloc&) {
+  return false;
+}
+
+GLXPbuffer CopyContexts::createPlace() const {
+  const int attributes[] = {GLX_PBUFFER_WIDTH, 1, GLX_PBUFFER_HEIGHT, 1, None};
+  ErrorTrap trap(display_);
+  const GLXPbuffer place = driver.glXCreatePbuffer(display_, config_, attributes);
+  if (place == None || !trap.caught()) return place;
+  driver.glXDestroyPbuffer(display_, place);
+  return None;
 }
 
 // Mesa's rasterizer draws what it is given in order, for all contexts of a display's screen: when

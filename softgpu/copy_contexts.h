@@ -42,6 +42,7 @@ public:
 private:
   GLXContext take();
   GLXContext create() const;
+  GLXPbuffer createPlace() const;
   void finish();
   void destroyIdle();
 
@@ -51,6 +52,7 @@ private:
   std::vector<GLXContext> idle_; // guarded by mutex_
   std::size_t created_ = 0;      // guarded by mutex_
   bool closed_ = false;          // guarded by mutex_
+  bool placeTried_ = false;      // guarded by mutex_
   GLXPbuffer place_ = None;      // to finish on; guarded by mutex_
 };
 
