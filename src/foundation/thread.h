@@ -43,6 +43,7 @@ protected:
   }
 
   bool started() const { return status == 0; }
+  bool inCallback() const { return running != 0; }
 
   // Waits for the end of the thread, but only while its callback is in progress; then, calls
   // aboutToWait() before.

@@ -10,6 +10,7 @@
 
 #include <csignal>
 #include <cstdint>
+#include <dlfcn.h>
 #include <exception>
 #include <limits>
 #include <optional>
@@ -77,9 +78,17 @@ private:
   sigset_t previous_;
 };
 
+template <class Function>
+void find(Function*& function, const char* name) {
+  function = reinterpret_cast<Function*>(dlsym(RTLD_DEFAULT, name));
+}
+
 } // namespace
 
 CopybackThread::CopybackThread(Copyback* owner) : owner_(owner) {
+  // Not looked for by the thread: whoever waits for it to leave may hold the loader's lock.
+  find(detach_, "pthread_detach");
+  find(self_, "pthread_self");
   const SignalsBlocked blocked;
   start(this, callback);
 }
@@ -98,12 +107,12 @@ int CopybackThread::callback(CopybackThread* thread) {
 }
 
 // Who stops the thread waits for it only while it is here, and may unload this code next. Nobody
-// waits for one that has given up.
+// joins one that has given up.
 void CopybackThread::leave() {
-  if (!owner_->checkStop() && !claimed_.exchange(true))
-    pthread_detach(pthread_self());
-  else
+  if (owner_->checkStop() || claimed_.exchange(true))
     awaited_.P();
+  else if (detach_ && self_)
+    detach_(self_());
 }
 
 void CopybackThread::svc() {
@@ -153,6 +162,9 @@ void CopybackThread::join() {
       ZOLGL_WARNING("The copyback thread waits for an X server, not joining it");
     } else if (!claimed_.exchange(true)) {
       joinRunning([this] { awaited_.V(); });
+    } else {
+      while (inCallback())
+        usleep(kWaitingStep);
     }
   }
   ZOLGL_DEBUG("DONE");

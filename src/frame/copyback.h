@@ -9,6 +9,7 @@
 #include <X11/Xlib.h>
 
 #include <atomic>
+#include <pthread.h>
 #include <sys/types.h>
 
 namespace zol::gl {
@@ -33,6 +34,8 @@ private:
   void leave();
 
   Copyback* const owner_;
+  decltype(&pthread_detach) detach_ = nullptr; // null where the program has no threads library:
+  decltype(&pthread_self) self_ = nullptr;     // the thread then stays unjoined
   Semaphore begun_{0}; // up once the thread runs: a join that comes too early waits for it
   std::atomic<bool> ended_{false};     // nothing is left to do but to be joined
   std::atomic<bool> claimed_{false};   // by who joins the thread, or by itself to end unjoined
