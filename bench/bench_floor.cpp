@@ -175,13 +175,14 @@ void compete(std::vector<Contestant>& contestants, double seconds) {
     process.takeTurn();
 
   const double start = secondsOf(CLOCK_MONOTONIC);
-  for (int round = 0; round == 0 || secondsOf(CLOCK_MONOTONIC) - start < seconds; ++round) {
-    // Forwards and backwards, so that a drift of the machine evens out.
+  do {
+    // Forwards and backwards, over all processes, so that a drift of the machine evens out.
+    const bool backwards = contestants.front().costs.size() % 2 != 0;
     for (size_t i = 0; i < contestants.size(); ++i) {
-      const size_t next = round % 2 ? contestants.size() - 1 - i : i;
+      const size_t next = backwards ? contestants.size() - 1 - i : i;
       contestants[next].costs.push_back(processes[next].takeTurn());
     }
-  }
+  } while (secondsOf(CLOCK_MONOTONIC) - start < seconds);
 }
 
 void measure(const Options& options) {
