@@ -22,13 +22,16 @@ CopyContexts::Loan::~Loan() {
   if (!from_.closed_) from_.idle_.push_back(context_); // never grows: take() has reserved the place
 }
 
-bool CopyContexts::finishLater() try {
+void CopyContexts::prepareToFinishLater() try {
   const std::lock_guard lock(mutex_);
-  if (closed_ || created_ == 0) return false;
-  if (!std::exchange(placeTried_, true)) place_ = createPlace();
-  return place_ != None;
+  if (!closed_ && !std::exchange(placeTried_, true)) place_ = createPlace();
 } catch (const std::bad_alloc&) {
-  return false;
+  // Contexts are waited for when they are let go of.
+}
+
+bool CopyContexts::canFinishLater() {
+  const std::lock_guard lock(mutex_);
+  return !closed_ && place_ != None;
 }
 
 GLXPbuffer CopyContexts::createPlace() const {

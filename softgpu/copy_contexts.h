@@ -31,10 +31,11 @@ public:
     GLXContext context_;
   };
 
-  // Who asks may let go of a context without waiting for what it draws: that is waited for before
-  // the display closes, or when the last pbuffer of the FBConfig goes. False when nothing is there
-  // to wait with.
-  bool finishLater();
+  // Makes ready to wait, before the display closes or when the last pbuffer of the FBConfig goes,
+  // for what contexts that were let go of have still to draw. To be called with a context made.
+  void prepareToFinishLater();
+  // Whether that is so, and letting go of a context need not wait.
+  bool canFinishLater();
 
   // The display is about to close: destroys those at hand; nothing is destroyed later.
   void displayCloses();

@@ -42,7 +42,10 @@ GLXPbuffer Pbuffer::frontStore() {
 }
 
 GLXPbuffer Pbuffer::frontStoreLocked() {
-  if (state_ == State::untried) state_ = createFrontStore() ? State::ready : State::unavailable;
+  if (state_ == State::untried) {
+    state_ = createFrontStore() ? State::ready : State::unavailable;
+    if (state_ == State::ready) copies_->prepareToFinishLater();
+  }
   return frontStore_;
 }
 
@@ -118,7 +121,7 @@ void Pbuffer::moveDepth(bool toFrontStore) {
 
 bool Pbuffer::finishesLater() {
   const std::lock_guard lock(mutex_);
-  return state_ == State::untried && copies_->finishLater();
+  return state_ == State::untried && copies_->canFinishLater();
 }
 
 void Pbuffer::displayCloses(bool inUse) {
