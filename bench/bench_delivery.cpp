@@ -42,13 +42,12 @@ struct Options {
 
   static Options parse(Arguments arguments) {
     Options options;
-    const Option known[] = {
-        sizeOption(&options.size, "size of the windows"),
-        countOption("--windows N", &options.windows, "how many there are"),
-        secondsOption(&options.seconds),
-        flagOption("--one-at-a-time", &options.oneAtATime,
-                   "draw a frame only when the one before it is in its window, "
-                   "and swap it when it is drawn")};
+    const Option known[] = {sizeOption(&options.size, "size of the windows"),
+                            countOption("--windows N", &options.windows, "how many there are"),
+                            secondsOption(&options.seconds),
+                            flagOption("--one-at-a-time", &options.oneAtATime,
+                                       "draw a frame only when the one before it is in its window, "
+                                       "and swap it when it is drawn")};
     options.help = takeOptions(arguments, known);
     return options;
   }
