@@ -36,7 +36,7 @@ NoMemory::~NoMemory() {
 
 // The library brings its C++ runtime along and so allocates with malloc(), but for the sanitizers'
 // own way.
-#ifdef __SANITIZE_ADDRESS__
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 
 ZOL_EXPORTED void* operator new(std::size_t size) {
   if (zol::rig::isRefused(__builtin_return_address(0))) throw std::bad_alloc();
