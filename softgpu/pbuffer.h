@@ -49,8 +49,8 @@ public:
   GLXPbuffer depthHolder();
   void moveDepth(bool toFrontStore);
 
-  // Whether who has drawn here may be let go of before that is done, as the copy contexts
-  // say. Not where frames are shown: who has let go of them may expect to find them.
+  // Whether a context may be let go of before what it has drawn here is done. Not where frames are
+  // shown: who has let go of them may expect to find them.
   bool finishesLater();
 
   // The connection is about to be closed: lets go of everything that is not in use.

@@ -1,16 +1,9 @@
 #include "foundation/runtime_symbols.h"
 
+#include "foundation/sanitized.h"
+
 #include <cstdio>
 #include <dlfcn.h>
-
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define ZOL_SANITIZED 1
-#endif
-#endif
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define ZOL_SANITIZED 1
-#endif
 
 namespace zol {
 

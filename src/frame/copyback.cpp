@@ -78,17 +78,12 @@ private:
   sigset_t previous_;
 };
 
-template <class Function>
-void find(Function*& function, const char* name) {
-  function = reinterpret_cast<Function*>(dlsym(RTLD_DEFAULT, name));
-}
-
 } // namespace
 
 CopybackThread::CopybackThread(Copyback* owner) : owner_(owner) {
   // Not looked for by the thread: whoever waits for it to leave may hold the loader's lock.
-  find(detach_, "pthread_detach");
-  find(self_, "pthread_self");
+  detach_ = reinterpret_cast<decltype(detach_)>(dlsym(RTLD_DEFAULT, "pthread_detach"));
+  self_ = reinterpret_cast<decltype(self_)>(dlsym(RTLD_DEFAULT, "pthread_self"));
   const SignalsBlocked blocked;
   start(this, callback);
 }

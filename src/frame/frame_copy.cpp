@@ -1,10 +1,12 @@
 #include "frame/frame_copy.h"
 
+#include "foundation/sanitized.h"
+
 #include <cstdint>
 #include <cstring>
 
 // The sanitizers see into memcpy(), but not what these stores do.
-#if defined(__SSE2__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#if defined(__SSE2__) && !defined(ZOL_SANITIZED)
 #include <emmintrin.h>
 #define ZOL_STREAMS_FRAMES
 #endif

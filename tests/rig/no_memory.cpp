@@ -1,5 +1,7 @@
 #include "rig/no_memory.h"
 
+#include "foundation/sanitized.h"
+
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
@@ -36,7 +38,7 @@ NoMemory::~NoMemory() {
 
 // The library brings its C++ runtime along and so allocates with malloc(), but for the sanitizers'
 // own way.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef ZOL_SANITIZED
 
 ZOL_EXPORTED void* operator new(std::size_t size) {
   if (zol::rig::isRefused(__builtin_return_address(0))) throw std::bad_alloc();
